@@ -1,0 +1,170 @@
+#include "storage/qvstorage.h"
+
+#include "platform/log.h"
+#include "storage/qvstorage_keys.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+
+// A line with its newline and terminator.
+static constexpr std::size_t LINE_SIZE = 128;
+
+// Leaves room for the terminator and for telling a full line from a cut one.
+static constexpr std::size_t LINE_LENGTH_MAX = LINE_SIZE - 2;
+
+static constexpr int32_t LIMITED_INTEGER_MAX = 40;
+
+template <typename T>
+static T field(const qvstorage_cfg &cfg, const customer_key &key)
+{
+    T value;
+    std::memcpy(&value, reinterpret_cast<const char *>(&cfg) + key.offset, sizeof value);
+    return value;
+}
+
+template <typename T>
+static void set_field(qvstorage_cfg *cfg, const customer_key &key, T value)
+{
+    std::memcpy(reinterpret_cast<char *>(cfg) + key.offset, &value, sizeof value);
+}
+
+static const char *path_field(const qvstorage_cfg &cfg, const customer_key &key)
+{
+    return reinterpret_cast<const char *>(&cfg) + key.offset;
+}
+
+// Toward zero; the nearest limit beyond the range, 0 when not a number.
+static int32_t truncated(double value)
+{
+    constexpr int32_t low = std::numeric_limits<int32_t>::min(), high = std::numeric_limits<int32_t>::max();
+    return std::isnan(value) ? 0 : static_cast<int32_t>(std::clamp<double>(value, low, high));
+}
+
+static void set_path(qvstorage_cfg *cfg, const customer_key &key, const char *value)
+{
+    if (std::strlen(value) >= QVENV_PATH_SIZE)
+    {
+        QVLOG_AS("setup_cust_cfg", "[ERR] Path of %s is longer than %d characters: %s\n", key.name, QVENV_PATH_SIZE - 1,
+                 value);
+        return;
+    }
+    std::strcpy(reinterpret_cast<char *>(cfg) + key.offset, value);
+}
+
+void setup_cust_cfg(qvstorage_cfg *cfg, const char *key_name, const char *value)
+{
+    QVLOG("[INFO] %s : %s = %s\n", __func__, key_name, value);
+    const customer_key *key = find_customer_key(key_name);
+    if (key == nullptr)
+    {
+        QVLOG("[ERR] Could not parse '%s = %s'\n", key_name, value);
+        return;
+    }
+
+    const double number = std::strtod(value, nullptr);
+    switch (key->kind)
+    {
+    case key_kind::real:
+        set_field(cfg, *key, number);
+        break;
+    case key_kind::integer:
+        set_field(cfg, *key, truncated(number));
+        break;
+    case key_kind::integer_at_most_40:
+        set_field(cfg, *key, std::min(truncated(number), LIMITED_INTEGER_MAX));
+        break;
+    case key_kind::path:
+        set_path(cfg, *key, value);
+        break;
+    }
+}
+
+static bool is_skipped(const char *line)
+{
+    return line[0] == '#' || line[0] == '%' || std::strcmp(line, "\n") == 0 || std::strcmp(line, "\r\n") == 0;
+}
+
+// Removes blanks wherever they stand, and the newline. A carriage return stays: it is part of the value.
+static void squeeze(char *line)
+{
+    char *end = std::remove_if(line, line + std::strlen(line), [](char c) { return c == ' ' || c == '\t'; });
+    if (end != line && end[-1] == '\n')
+        --end;
+    *end = '\0';
+}
+
+static int32_t apply_line(qvstorage_cfg *cfg, char *line, const char *path)
+{
+    squeeze(line);
+    char *equals = std::strchr(line, '=');
+    if (equals == nullptr || std::strchr(equals + 1, '=') != nullptr || std::strcmp(line, "=") == 0)
+    {
+        QVLOG_AS("load_file_cust", "[ERR] String could not distinguished. Check (%s) in %s file.\n", line, path);
+        return 0;
+    }
+
+    *equals = '\0';
+    const char *key = line, *value = equals + 1;
+    if (*key == '\0' || *value == '\0')
+    {
+        QVLOG_AS("load_file_cust", "[ERR] Could not find out value about %s. Check %s file.\n",
+                 *key != '\0' ? key : value, path);
+        return -1;
+    }
+    setup_cust_cfg(cfg, key, value);
+    return 0;
+}
+
+static int32_t apply_lines(qvstorage_cfg *cfg, std::FILE *stream, const char *path)
+{
+    char line[LINE_SIZE];
+    while (std::fgets(line, sizeof line, stream) != nullptr)
+    {
+        if (std::strlen(line) > LINE_LENGTH_MAX)
+        {
+            QVLOG_AS("load_file_cust", "[ERR] StringBuf OverFlow. Check %s file.\n", path);
+            return -1;
+        }
+        if (!is_skipped(line) && apply_line(cfg, line, path) != 0)
+            return -1;
+    }
+    return std::ferror(stream) != 0 ? -1 : 0;
+}
+
+int32_t load_file_cust(qvstorage_cfg *cfg, const char *path)
+{
+    std::FILE *stream = std::fopen(path, "r");
+    if (stream == nullptr)
+    {
+        QVLOG("[ERR] Cannot open %s file.\n", path);
+        return -1;
+    }
+    const int32_t result = apply_lines(cfg, stream, path);
+    std::fclose(stream);
+    return result;
+}
+
+static bool same(const qvstorage_cfg &a, const qvstorage_cfg &b, const customer_key &key)
+{
+    switch (key.kind)
+    {
+    case key_kind::real:
+        return field<double>(a, key) == field<double>(b, key);
+    case key_kind::path:
+        return std::strncmp(path_field(a, key), path_field(b, key), QVENV_PATH_SIZE) == 0;
+    default:
+        return field<int32_t>(a, key) == field<int32_t>(b, key);
+    }
+}
+
+int32_t check_cfg_was_changed(const qvstorage_cfg *a, const qvstorage_cfg *b)
+{
+    for (const customer_key &key : CUSTOMER_KEYS)
+        if (key.compared && !same(*a, *b, key))
+            return 1;
+    return 0;
+}

@@ -1,0 +1,28 @@
+// The customer keys: the one table that parser, comparison and tools read.
+#pragma once
+
+#include "storage/qvstorage.h"
+
+#include <cstddef>
+
+enum class key_kind
+{
+    real,
+    integer,
+    integer_at_most_40,
+    path,
+};
+
+struct customer_key
+{
+    const char *name;
+    key_kind kind;
+    std::size_t offset; // of the field in the configuration record
+    bool compared;      // a change discards the stored calibration
+};
+
+inline constexpr std::size_t CUSTOMER_KEY_COUNT = 47;
+extern const customer_key CUSTOMER_KEYS[CUSTOMER_KEY_COUNT];
+
+// Exact, case-sensitive; null when there is no such key.
+const customer_key *find_customer_key(const char *name);
