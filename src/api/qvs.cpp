@@ -1,0 +1,212 @@
+// The boundary: interface table, entry points, exported records.
+
+#include "algo/qvalgo.h"
+
+#include <cstddef>
+#include <cstring>
+
+static_assert(sizeof(qvs_sample) == 24);
+static_assert(sizeof(qvs_output) == 40 && offsetof(qvs_output, accuracy) == 32);
+static_assert(sizeof(qvs_calibration) == 40 && offsetof(qvs_calibration, accuracy) == 32);
+static_assert(sizeof(qvalgo_hcal_out) == 96 && offsetof(qvalgo_hcal_out, compensated) == 8 &&
+              offsetof(qvalgo_hcal_out, update_result) == 88);
+static_assert(sizeof(qvalgo_fusion_out) == 272 && offsetof(qvalgo_fusion_out, valid) == 96 &&
+              offsetof(qvalgo_fusion_out, gyro) == 176);
+static_assert(sizeof(qvs_interface) == 16 * sizeof(void *));
+
+// Microtesla per count, in single precision: the conversion's result is a single-precision product.
+static constexpr float MICROTESLA_PER_COUNT = 0.15f;
+
+static constexpr double NANOSECONDS = 1e9; // per second
+
+const qvs_interface MAG_LIB_API_INTERFACE = {
+    "MAG_LIB_API_INTERFACE", QVS_initLib,
+    QVS_enableLib,           QVS_caliApiGetOffset,
+    QVS_caliApiSetOffset,    QVS_caliApiSetGyroData,
+    QVS_caliApiSetAccData,   QVS_caliApiSetMagData,
+    QVS_doCaliApi,           QVS_getGravity,
+    QVS_getRotationVector,   QVS_getOrientation,
+    QVS_getLinearaccel,      QVS_getGameRotationVector,
+    QVS_getGeoMagnetic,      QVS_getVirtualGyro,
+};
+
+qvs_sample accDataIn;
+qvs_sample gyroDataIn;
+qvs_sample magDataIn;
+int32_t accRawDataReady;
+int32_t gyroRawDataReady;
+int32_t magRawDataReady;
+double accel[3];
+double mag[3];
+alignas(8) qvalgo_hcal_out algo_out_hcal;
+alignas(8) qvalgo_fusion_out algo_out_fusion;
+qvs_output qvGravity;
+qvs_output qvRotationVector;
+qvs_output qvOrientation;
+qvs_output qvLinearaccel;
+qvs_output qvGeoMagnetic;
+qvs_output qvVirtualGyro;
+uint8_t output_sensor_data[448];
+int32_t qv_log_value;
+
+int32_t QVS_initLib(void)
+{
+    static constexpr double range[3] = {600.0, 50.0, 6.0};
+    qv_log_value = 1;
+    qvalgo_config_accuracy(range, 6);
+    qvalgo_config_clearradius(10.0);
+    qvalgo_config_accthr(0.06, 0.999999);
+    qvalgo_config_path("/data/qvsd/qvalgo-cust.cfg", "/data/qvsd/qvalgo-cust.cfgbak", "/data/qvsd/qvalgo-cust.datbak");
+    qvalgo_init();
+
+    accRawDataReady = gyroRawDataReady = magRawDataReady = 0;
+    algo_out_hcal = {};
+    std::memset(output_sensor_data, 0, sizeof output_sensor_data);
+    std::memset(accel, 0, sizeof accel);
+    std::memset(mag, 0, sizeof mag);
+    return 0;
+}
+
+int32_t QVS_enableLib(void)
+{
+    return 0;
+}
+
+int32_t QVS_caliApiGetOffset(float offset[3])
+{
+    for (int axis = 0; axis < 3; ++axis)
+        offset[axis] = static_cast<float>(algo_out_hcal.offset[axis]);
+    return 0;
+}
+
+int32_t QVS_caliApiSetOffset(const float offset[3])
+{
+    const double widened[3] = {offset[0], offset[1], offset[2]};
+    std::memcpy(algo_out_hcal.offset, widened, sizeof widened);
+    qvalgo_config_hcal_status(widened, algo_out_hcal.radius, algo_out_hcal.accuracy);
+    return 0;
+}
+
+int32_t QVS_caliApiSetGyroData(const qvs_sample *sample)
+{
+    gyroDataIn = *sample;
+    gyroRawDataReady = 1;
+    return 0;
+}
+
+int32_t QVS_caliApiSetAccData(const qvs_sample *sample)
+{
+    accDataIn = *sample;
+    accRawDataReady = 1;
+    return 0;
+}
+
+// Leaves the field in `mag`.
+static qvcrd_vec3 microtesla(const qvs_sample &sample)
+{
+    mag[0] = sample.x * MICROTESLA_PER_COUNT;
+    mag[1] = sample.y * MICROTESLA_PER_COUNT;
+    mag[2] = sample.z * MICROTESLA_PER_COUNT;
+    return {mag[0], mag[1], mag[2]};
+}
+
+static uint8_t published_accuracy()
+{
+    return static_cast<uint8_t>(algo_out_hcal.accuracy & 0xFF);
+}
+
+int32_t QVS_doCaliApi(const qvs_sample *sample, qvs_calibration *result)
+{
+    qvalgo_update_hcal(&algo_out_hcal, microtesla(*sample));
+
+    result->accuracy = published_accuracy();
+    result->timestamp = sample->timestamp;
+    for (int axis = 0; axis < 3; ++axis)
+    {
+        result->calibrated[axis] = static_cast<float>(algo_out_hcal.canceled[axis]);
+        result->offset[axis] = static_cast<float>(algo_out_hcal.offset[axis]);
+    }
+    return 0;
+}
+
+static void publish(qvs_output *output, double x, double y, double z)
+{
+    output->timestamp = magDataIn.timestamp;
+    output->x = static_cast<float>(x);
+    output->y = static_cast<float>(y);
+    output->z = static_cast<float>(z);
+    output->accuracy = published_accuracy();
+}
+
+static void publish_all(const qvalgo_fusion_out &fusion, const qvalgo_hcal_out &hcal)
+{
+    publish(&qvGravity, fusion.grav[0], fusion.grav[1], fusion.grav[2]);
+    publish(&qvRotationVector, fusion.rotv[0], fusion.rotv[1], fusion.rotv[2]);
+    publish(&qvOrientation, fusion.ornt[0], fusion.ornt[1], fusion.ornt[2]);
+    publish(&qvLinearaccel, fusion.lina[0], fusion.lina[1], fusion.lina[2]);
+    publish(&qvGeoMagnetic, hcal.canceled[0], hcal.canceled[1], hcal.canceled[2]);
+    publish(&qvVirtualGyro, fusion.gyro[0], fusion.gyro[1], fusion.gyro[2]);
+}
+
+int32_t QVS_caliApiSetMagData(const qvs_sample *sample)
+{
+    magDataIn = *sample;
+    magRawDataReady = 1;
+    if (accRawDataReady != 1)
+        return 0;
+
+    const double time = static_cast<double>(magDataIn.timestamp) / NANOSECONDS;
+    accel[0] = accDataIn.x;
+    accel[1] = accDataIn.y;
+    accel[2] = accDataIn.z;
+    qvalgo_update_fusion(&algo_out_fusion, {accel[0], accel[1], accel[2]}, microtesla(magDataIn), time);
+    if (algo_out_fusion.valid != 0)
+        publish_all(algo_out_fusion, algo_out_hcal);
+    return 0;
+}
+
+static int32_t copy_out(qvs_output *output, const qvs_output &published)
+{
+    constexpr std::size_t word = offsetof(qvs_output, accuracy); // the grade's byte and the three behind it
+    output->timestamp = published.timestamp;
+    output->x = published.x;
+    output->y = published.y;
+    output->z = published.z;
+    std::memcpy(reinterpret_cast<char *>(output) + word, reinterpret_cast<const char *>(&published) + word, 4);
+    return 0;
+}
+
+int32_t QVS_getGravity(qvs_output *output)
+{
+    return copy_out(output, qvGravity);
+}
+
+int32_t QVS_getRotationVector(qvs_output *output)
+{
+    return copy_out(output, qvRotationVector);
+}
+
+int32_t QVS_getOrientation(qvs_output *output)
+{
+    return copy_out(output, qvOrientation);
+}
+
+int32_t QVS_getLinearaccel(qvs_output *output)
+{
+    return copy_out(output, qvLinearaccel);
+}
+
+int32_t QVS_getGameRotationVector(qvs_output *output)
+{
+    return copy_out(output, qvRotationVector);
+}
+
+int32_t QVS_getGeoMagnetic(qvs_output *output)
+{
+    return copy_out(output, qvGeoMagnetic);
+}
+
+int32_t QVS_getVirtualGyro(qvs_output *output)
+{
+    return copy_out(output, qvVirtualGyro);
+}
