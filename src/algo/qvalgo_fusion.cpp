@@ -7,8 +7,7 @@
 #include <cstring>
 
 // At rest and level: every axis this near to (0, 0, 1 g).
-static constexpr double LEVEL_TOLERANCE = 1.5;   // m/s²
-static constexpr double GRAVITY = (double)9.81f; // m/s²; single precision: the test depends on it
+static constexpr double LEVEL_TOLERANCE = 1.5; // m/s²
 
 // The sample of the last valid step; lives as long as the process, through every initialisation.
 static qvfusion_sample previous_sample = {-1.0, {}, {}, {}};
@@ -33,8 +32,8 @@ static void derive_outputs(qvstorage *storage, qvcrd_vec3 acc, qvcrd_vec3 field,
     previous_sample.acc = acc;
     previous_sample.time = time;
 
-    const auto &qs = storage->fusion.bak.qs;
-    const qvcrd_quat smoothed = qvenv_filtering_quat(&storage->env, {qs[0], qs[1], qs[2], qs[3]});
+    const qvfusion_bak &bak = storage->fusion.bak;
+    const qvcrd_quat smoothed = qvenv_filtering_quat(&storage->env, {bak.qs[0], bak.qs[1], bak.qs[2], bak.qs[3]});
     previous_sample.quat =
         reweight_quat(qvenv_get_acclevel(&storage->env), previous.quat, smoothed, storage->env.cfg.aweight);
     storage->fusion.data = qvfusion_get_fusion_data(&previous_sample, &previous);
@@ -43,7 +42,7 @@ static void derive_outputs(qvstorage *storage, qvcrd_vec3 acc, qvcrd_vec3 field,
 static bool lies_level(qvcrd_vec3 acc)
 {
     return std::fabs(acc.x) < LEVEL_TOLERANCE && std::fabs(acc.y) < LEVEL_TOLERANCE &&
-           std::fabs(acc.z - GRAVITY) < LEVEL_TOLERANCE;
+           std::fabs(acc.z - QVFUSION_GRAVITY) < LEVEL_TOLERANCE;
 }
 
 static void write_out(qvalgo_fusion_out *out, const qvfusion_data &data)

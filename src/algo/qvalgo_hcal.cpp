@@ -1,6 +1,6 @@
 #include "algo/qvalgo.h"
 
-#include "math/packed.h"
+#include "math/vec3.h"
 #include "storage/qvstorage_object.h"
 
 void qvalgo_update_hcal(qvalgo_hcal_out *out, qvcrd_vec3 field)

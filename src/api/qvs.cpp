@@ -1,6 +1,8 @@
 // The boundary: interface table, entry points, exported records.
 
 #include "algo/qvalgo.h"
+#include "api/qvs_start.h"
+#include "hcal/qvhcal.h"
 
 #include <cstddef>
 #include <cstring>
@@ -49,21 +51,28 @@ qvs_output qvVirtualGyro;
 uint8_t output_sensor_data[448];
 int32_t qv_log_value;
 
-int32_t QVS_initLib(void)
+int32_t qvs_start(const char *custcfg, const char *cfgbak, const char *datbak)
 {
-    static constexpr double range[3] = {600.0, 50.0, 6.0};
+    static constexpr double bounds[3] = {600.0, 50.0, 6.0}; // microtesla, of grades 1, 2 and 3
+    static constexpr int32_t policy = QVHCAL_MASK_TRUST_FIT | QVHCAL_MASK_CLEAR_RADIUS;
     qv_log_value = 1;
-    qvalgo_config_accuracy(range, 6);
+    qvalgo_config_accuracy(bounds, policy);
     qvalgo_config_clearradius(10.0);
     qvalgo_config_accthr(0.06, 0.999999);
-    qvalgo_config_path("/data/qvsd/qvalgo-cust.cfg", "/data/qvsd/qvalgo-cust.cfgbak", "/data/qvsd/qvalgo-cust.datbak");
-    qvalgo_init();
+    qvalgo_config_path(custcfg, cfgbak, datbak);
+    const int32_t result = qvalgo_init();
 
     accRawDataReady = gyroRawDataReady = magRawDataReady = 0;
     algo_out_hcal = {};
     std::memset(output_sensor_data, 0, sizeof output_sensor_data);
     std::memset(accel, 0, sizeof accel);
     std::memset(mag, 0, sizeof mag);
+    return result;
+}
+
+int32_t QVS_initLib(void)
+{
+    qvs_start("/data/qvsd/qvalgo-cust.cfg", "/data/qvsd/qvalgo-cust.cfgbak", "/data/qvsd/qvalgo-cust.datbak");
     return 0;
 }
 

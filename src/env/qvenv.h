@@ -29,7 +29,7 @@ static_assert(sizeof(qvenv_cfg) == 292, "section env is bytes 0 to 291 of the co
 typedef struct qvenv_state
 {
     qvenv_cfg cfg;
-    int32_t acclevel;  /* 0 steady; counts down from 60 after movement; 15 while the filter fills */
+    int32_t acclevel;  /* 0 steady; 15 while the filter fills or accthr is 0; 60 after movement, then down */
     uint32_t gyrlevel; /* bit 0 x, bit 1 y, bit 2 z turns faster than gyrthr */
     qvmaf acc;         /* window 15, m/s² */
     qvmaf mag;         /* window 15, microtesla */

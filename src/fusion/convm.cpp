@@ -1,5 +1,7 @@
 #include "fusion/convm.h"
 
+#include "math/vec3.h"
+
 #include <cmath>
 
 int32_t convm_qs2dc(qvmtx *dc, const qvmtx *q)
@@ -20,8 +22,8 @@ int32_t convm_qs2dc(qvmtx *dc, const qvmtx *q)
     return result;
 }
 
-// The first of the largest candidates and its index. A candidate that is not a number never wins; when all are none,
-// QVMTX_NO_RESULT does, and its square root makes the quaternion not a number.
+// The first of the largest candidates and its index. When none is above QVMTX_NO_RESULT, none being a number for one,
+// that value stands in for it, and its square root makes the quaternion not a number.
 static int32_t largest(const double k[4], double *value)
 {
     int32_t chosen = 0;
@@ -76,11 +78,6 @@ static void set_column(qvmtx *m, int32_t column, qvcrd_vec3 v)
     m->elements[2][column] = v.z;
 }
 
-static double norm(qvcrd_vec3 v)
-{
-    return std::sqrt(qvcrd_norm_square(v.x, v.y, v.z));
-}
-
 static qvcrd_vec3 divided(qvcrd_vec3 v, double by)
 {
     return {v.x / by, v.y / by, v.z / by};
@@ -92,19 +89,22 @@ int32_t convm_am2qs(qvmtx *q, qvcrd_vec3 acc, qvcrd_vec3 field)
     qvmtx_assign(&dc, 3, 3, 0.0);
 
     const qvcrd_vec3 h = qvcrd_cross(acc, field);
-    if (norm(h) == 0.0)
+    const double h_norm = norm(h);
+    if (h_norm == 0.0)
         return -1;
-    const qvcrd_vec3 e = divided(h, norm(h));
+    const qvcrd_vec3 e = divided(h, h_norm);
     set_column(&dc, 1, e);
 
     const qvcrd_vec3 n = qvcrd_cross(acc, e);
-    if (norm(n) == 0.0)
+    const double n_norm = norm(n);
+    if (n_norm == 0.0)
         return -1;
-    set_column(&dc, 0, qvcrd_scalar(n, -1.0 / norm(n)));
+    set_column(&dc, 0, qvcrd_scalar(n, -1.0 / n_norm));
 
-    if (norm(acc) == 0.0)
+    const double acc_norm = norm(acc);
+    if (acc_norm == 0.0)
         return -1;
-    set_column(&dc, 2, divided(acc, norm(acc)));
+    set_column(&dc, 2, divided(acc, acc_norm));
     return convm_dc2qs(q, &dc);
 }
 

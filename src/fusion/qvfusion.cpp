@@ -1,11 +1,10 @@
 #include "fusion/qvfusion.h"
 
 #include "math/qvmtx.h"
+#include "math/vec3.h"
 #include "platform/log.h"
 
 #include <cmath>
-
-static constexpr double GRAVITY = (double)9.81f; // m/s²; single precision: the test for rest depends on it
 
 static constexpr double DEFAULT_HZ = 100.0;
 static constexpr double DEFAULT_GAMMA = (double)0.35f;
@@ -74,15 +73,9 @@ int32_t qvfusion_update(qvfusion_state *state, double time, qvcrd_vec3, qvcrd_ve
     return 0;
 }
 
-static double degrees(double radians)
-{
-    return radians * 180.0 / QVCRD_PI;
-}
-
 int32_t qvfusion_update_inclination(qvfusion_state *state, qvcrd_vec3 acc, qvcrd_vec3 field)
 {
-    const double g = std::sqrt(qvcrd_norm_square(acc.x, acc.y, acc.z));
-    if (std::fabs(g - GRAVITY) > state->cfg.inclination_acctol)
+    if (std::fabs(norm(acc) - QVFUSION_GRAVITY) > state->cfg.inclination_acctol)
         return 0;
 
     const double alpha = state->cfg.inclination_alpha;

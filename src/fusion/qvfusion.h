@@ -8,6 +8,9 @@
 #include "math/qvcrd.h"
 #include "platform/api.h"
 
+/* m/s²; single precision: the tests for rest depend on it. */
+#define QVFUSION_GRAVITY ((double)9.81f)
+
 /* Section fusion of the configuration record. hz, gamma, ras, rms and rps are carried and displayed only. */
 typedef struct QV_PACKED qvfusion_cfg
 {
@@ -80,7 +83,8 @@ QV_API void qvfusion_clear(qvfusion_state *state);
 QV_API int32_t qvfusion_update(qvfusion_state *state, double time, qvcrd_vec3 acc, qvcrd_vec3 field);
 
 /* Blends the inclination of the sample into the running estimate. Returns 1, or 0 when the acceleration's norm is too
- * far from gravity. A zero vector blends in QVCRD_NO_RESULT. */
+ * far from gravity. A zero field blends in QVCRD_NO_RESULT. An estimate that is not a number stays so until
+ * qvfusion_clear or a fresh start. */
 QV_API int32_t qvfusion_update_inclination(qvfusion_state *state, qvcrd_vec3 acc, qvcrd_vec3 field);
 
 /* Running inclination estimate, radians. */

@@ -1,6 +1,6 @@
 #include "hcal/qvhcal.h"
 
-#include "math/packed.h"
+#include "math/vec3.h"
 #include "platform/log.h"
 
 #include <algorithm>

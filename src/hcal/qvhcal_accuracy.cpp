@@ -1,5 +1,6 @@
 #include "hcal/qvhcal.h"
 
+#include "math/vec3.h"
 #include "platform/log.h"
 
 #include <cmath>
@@ -22,7 +23,7 @@ struct reading
 
 static bool read(reading *r, qvhcal_state *state, qvcrd_vec3 field)
 {
-    r->norm = std::sqrt(qvcrd_norm_square(field.x, field.y, field.z));
+    r->norm = norm(field);
     const double angle =
         r->norm > 0.0 ? std::asin(std::sqrt(field.x * field.x + field.y * field.y) / r->norm) * DEGREES_PER_RADIAN
                       : 0.0;

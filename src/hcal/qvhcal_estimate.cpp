@@ -1,8 +1,7 @@
 #include "hcal/qvhcal.h"
 
+#include "math/vec3.h"
 #include "platform/log.h"
-
-#include <cmath>
 
 // Nearer samples say the same thing twice, and their noise would outweigh their distance.
 static constexpr double GOLDEN_SPACING = 3.0; // microtesla
@@ -13,19 +12,13 @@ static constexpr int32_t GOLDEN_MIN = 5;
 // The earth's field stays below 67 microtesla: a larger sphere is a disturbance.
 static constexpr double RADIUS_MAX = 70.0; // microtesla
 
-static double distance(qvcrd_vec3 a, qvcrd_vec3 b)
-{
-    const qvcrd_vec3 d = qvcrd_sub(a, b);
-    return std::sqrt(qvcrd_norm_square(d.x, d.y, d.z));
-}
-
 // Newest first; each sample is measured against the last one kept only.
 static int32_t thin(const qvhcal_state &state, qvcrd_vec3 golden[QVHCAL_RBUF_MAX])
 {
     int32_t golden_cnt = 0;
     golden[golden_cnt++] = state.rbuf[0];
     for (int32_t i = 1; i < state.rbufcnt; ++i)
-        if (distance(state.rbuf[i], golden[golden_cnt - 1]) > GOLDEN_SPACING)
+        if (norm(qvcrd_sub(state.rbuf[i], golden[golden_cnt - 1])) > GOLDEN_SPACING)
             golden[golden_cnt++] = state.rbuf[i];
     return golden_cnt;
 }

@@ -1,10 +1,9 @@
 #include "hcal/qvhcal.h"
 
-#include "math/packed.h"
+#include "math/vec3.h"
 #include "platform/log.h"
 
 #include <algorithm>
-#include <cmath>
 
 // Steps of the cycle log under its name.
 static void say(const qvhcal_state &state, const char *text)
@@ -125,11 +124,10 @@ static void log_cycle(const qvhcal_state &state)
     if (!state.cfg.endbg)
         return;
     const qvhcal_status &s = state.status;
-    const double norm = std::sqrt(qvcrd_norm_square(s.canceled[0], s.canceled[1], s.canceled[2]));
     QVLOG_AS("qvhcal_update", "hcal_out %f %f %f, %f %f %f %f, %f %f %f %f, %d, %d, %d %d\n", s.uncanceled[0],
              s.uncanceled[1], s.uncanceled[2], s.rep_offset[0], s.rep_offset[1], s.rep_offset[2], s.rep_radius,
-             s.canceled[0], s.canceled[1], s.canceled[2], norm, s.rep_accuracy, s.readycnt, s.motion_movement,
-             s.motion_result);
+             s.canceled[0], s.canceled[1], s.canceled[2], norm(load_vec3(s.canceled)), s.rep_accuracy, s.readycnt,
+             s.motion_movement, s.motion_result);
     say(state, QVLOG_DASHES "---"); // 75 dashes: tells the cycles from the displayed sections
 }
 

@@ -1,21 +1,13 @@
 #include "math/qvcrd.h"
 
+#include "math/vec3.h"
+
 #include <cmath>
 #include <cstring>
 
 // 1.5704999305307865, twice the default inclination and not half of QVCRD_PI. Inclinations in record files were
 // measured with it.
 static constexpr double HALF_PI = 0x1.920c489000000p+0;
-
-static double degrees(double radians)
-{
-    return radians * 180.0 / QVCRD_PI;
-}
-
-static double norm(qvcrd_vec3 v)
-{
-    return std::sqrt(qvcrd_norm_square(v.x, v.y, v.z));
-}
 
 void qvcrd_assign(qvcrd_vec3 *v, int32_t n, double value)
 {

@@ -1,7 +1,7 @@
 /* Three-vectors, angles and standard deviations.
  *
  * Pure operations: no state, nothing written but the result. Pointers must not be null. Values carry the unit of their
- * arguments unless an angle is returned. A result that does not exist is QVCRD_NO_RESULT, in every component. */
+ * arguments unless an angle is returned. An angle that does not exist is QVCRD_NO_RESULT. */
 #ifndef QV6D_MATH_QVCRD_H
 #define QV6D_MATH_QVCRD_H
 
@@ -49,8 +49,8 @@ QV_API double qvcrd_get_yaw(const qvcrd_vec3 *v);
  * roll within [-90, 90]. No result when a is zero. */
 QV_API qvcrd_vec3 qvcrd_get_orientation(const qvcrd_vec3 *a, const qvcrd_vec3 *m);
 
-/* Magnetic inclination (dip), radians: pi/2 less the acute angle between the lines of a and m. No result when either
- * vector is zero. */
+/* Magnetic inclination (dip), radians: 1.5705 less the acute angle between the lines of a and m. No result when either
+ * vector is zero; not a number when rounding takes the sine of a right angle above 1. */
 QV_API double qvcrd_get_inclination(qvcrd_vec3 a, qvcrd_vec3 m);
 
 /* Population standard deviation (divisor n); -1.0 when n < 2. */

@@ -145,7 +145,8 @@ int32_t qvmtx_inv(qvmtx *to, const qvmtx *from)
 {
     if (to == nullptr || !usable(from))
         return -1;
-    qvmtx work = *from;
+    qvmtx work = {};
+    qvmtx_copy(&work, from);
     const int32_t n = work.rows;
     if (n < 1)
         return _free_m(to);

@@ -2,7 +2,7 @@
  *
  * int32_t results: 0 success, -1 failure. Dimensions outside 0..4, of an argument or of an operand, are refused with -1
  * and nothing changed; so is a null matrix. A separate destination must be a different matrix from every operand: it is
- * sized and cleared before the operands are read. Elements outside rows x cols are not significant. */
+ * sized before they are read. Elements outside rows x cols are not significant. */
 #ifndef QV6D_MATH_QVMTX_H
 #define QV6D_MATH_QVMTX_H
 
@@ -49,17 +49,18 @@ QV_API int32_t qvmtx_addm_self(qvmtx *a, const qvmtx *b);
 QV_API int32_t qvmtx_subm_self(qvmtx *a, const qvmtx *b);
 QV_API int32_t qvmtx_muls_self(qvmtx *a, double s);
 
-/* Inverse of a square matrix by Gauss-Jordan elimination without pivoting. A pivot of exactly 0.0 gives -1 and a
- * destination that must not be used, even where row exchanges would have found an inverse. */
+/* Inverse of a matrix, which must be square, by Gauss-Jordan elimination without pivoting. A pivot of exactly 0.0 gives
+ * -1 and a destination that must not be used, even where row exchanges would have found an inverse. */
 QV_API int32_t qvmtx_inv(qvmtx *to, const qvmtx *from);
 
-/* Cross product of two 3 x 1 columns or two 1 x 3 rows; other shapes give zeros and 0. */
+/* Cross product of two 3 x 1 columns or two 1 x 3 rows. Matrices with more than one row and one column give zeros and
+ * 0; shorter columns and rows are the caller's fault. */
 QV_API int32_t qvmtx_cross(qvmtx *to, const qvmtx *a, const qvmtx *b);
 
-/* Sum of elements (i, i) over all rows; QVMTX_NO_RESULT for a null or oversized matrix. */
+/* Sum of elements (i, i) over all rows; QVMTX_NO_RESULT for a null matrix or one with dimensions outside 0..4. */
 QV_API double qvmtx_trace(const qvmtx *m);
 
-/* Sum of the squares of all elements, row by row; QVMTX_NO_RESULT for a null or oversized matrix. */
+/* Sum of the squares of all elements, row by row; QVMTX_NO_RESULT as for the trace. */
 QV_API double qvmtx_norm_square(const qvmtx *m);
 
 #endif

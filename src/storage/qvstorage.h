@@ -9,6 +9,8 @@
 #include "hcal/qvhcal.h"
 #include "platform/api.h"
 
+#include <stddef.h>
+
 /* Version of the library and of its record files. */
 #define QVSTORAGE_VERSION 3.6213
 
@@ -29,6 +31,14 @@ typedef struct QV_PACKED qvstorage_bak
 
 static_assert(sizeof(qvstorage_cfg) == 544, "payload of the configuration backup file");
 static_assert(sizeof(qvstorage_bak) == 472, "payload of the data backup file");
+static_assert(offsetof(qvstorage_cfg, env.datbak) == 228 && offsetof(qvstorage_cfg, hcal.motion) == 356 &&
+                  offsetof(qvstorage_cfg, hcal.rlsm) == 400 && offsetof(qvstorage_cfg, hcal.clearradius) == 460 &&
+                  offsetof(qvstorage_cfg, fusion.inclination_acctol) == 536,
+              "file layout");
+static_assert(offsetof(qvstorage_bak, hcal.rlsm.runlevel) == 196 && offsetof(qvstorage_bak, hcal.status) == 200 &&
+                  offsetof(qvstorage_bak, hcal.status.enholicoff) == 304 &&
+                  offsetof(qvstorage_bak, fusion.inclination) == 464,
+              "file layout");
 
 /* Bits of the flags. */
 #define QVSTORAGE_FLAG_DEFAULTS 1u    /* default configuration built: it is built once only */

@@ -1,0 +1,54 @@
+// The library's diagnostic lines, taken where the platform's log would be, and what they tell.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace qv6d
+{
+
+// Hands every line to `take` as "[operation-line]  text" without its line feeds, until the next call. Lines before the
+// first call are dropped.
+void set_log_sink(std::function<void(std::string_view)> take);
+
+// How the library came up.
+enum class start_kind
+{
+    fresh,           // no stored calibration
+    resumed,         // with the stored calibration
+    config_changed,  // the stored calibration was learnt under another configuration
+    data_unreadable, // the stored calibration is missing or damaged
+};
+
+// Reads the lines that are written whatever the debug switches say.
+class log_watch
+{
+public:
+    void take(std::string_view line);
+
+    std::uint64_t resets() const
+    {
+        return resets_;
+    }
+
+    start_kind started() const
+    {
+        return started_;
+    }
+
+    // What the library would not take from the customer file.
+    const std::vector<std::string> &complaints() const
+    {
+        return complaints_;
+    }
+
+private:
+    std::uint64_t resets_ = 0;
+    start_kind started_ = start_kind::fresh;
+    std::vector<std::string> complaints_;
+};
+
+} // namespace qv6d

@@ -1,0 +1,37 @@
+// Text to a file, in large pieces; what cannot be written is an error that names the file.
+#pragma once
+
+#include "recording.h"
+
+#include <fmt/format.h>
+#include <string>
+
+namespace qv6d
+{
+
+class output
+{
+public:
+    // `path` "-" writes standard output. Throws qv6d::error when the file cannot be opened.
+    explicit output(const std::string &path);
+
+    template <typename... Arguments>
+    void print(fmt::format_string<Arguments...> format, Arguments &&...arguments)
+    {
+        fmt::format_to(fmt::appender(buffer_), format, std::forward<Arguments>(arguments)...);
+        if (buffer_.size() >= FLUSH_SIZE)
+            flush();
+    }
+
+    // To be called at the end: a destructor cannot say that the disk is full.
+    void flush();
+
+private:
+    static constexpr std::size_t FLUSH_SIZE = 1 << 16;
+
+    std::string path_;
+    file_handle file_;
+    fmt::memory_buffer buffer_;
+};
+
+} // namespace qv6d

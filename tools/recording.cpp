@@ -1,0 +1,206 @@
+#include "recording.h"
+
+#include "error.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <cstring>
+#include <filesystem>
+#include <fmt/format.h>
+
+namespace qv6d
+{
+
+namespace
+{
+
+constexpr std::size_t BUFFER_SIZE = 1 << 20;
+constexpr std::size_t LINE_MAX_LENGTH = 4096;
+
+std::string_view trimmed(std::string_view text)
+{
+    while (!text.empty() && text.front() == ' ')
+        text.remove_prefix(1);
+    while (!text.empty() && (text.back() == ' ' || text.back() == '\r'))
+        text.remove_suffix(1);
+    return text;
+}
+
+// Takes the text up to the next comma off the line.
+std::string_view take_field(std::string_view *line)
+{
+    const std::size_t comma = line->find(',');
+    const std::string_view field = line->substr(0, comma);
+    line->remove_prefix(comma == std::string_view::npos ? line->size() : comma + 1);
+    return trimmed(field);
+}
+
+template <typename Number>
+Number take_number(const line_reader &lines, std::string_view *line, const char *column)
+{
+    const std::string_view field = take_field(line);
+    Number value;
+    const auto [end, status] = std::from_chars(field.data(), field.data() + field.size(), value);
+    if (status == std::errc::result_out_of_range)
+        lines.fail(fmt::format("column {}: \"{}\" is too large or too small for a {} number", column, field,
+                               std::is_integral_v<Number> ? "64-bit" : "single-precision"));
+    if (status != std::errc() || end != field.data() + field.size())
+        lines.fail(fmt::format("column {}: expected {}, found \"{}\"", column,
+                               std::is_integral_v<Number> ? "an integer, nanoseconds" : "a number", field));
+    return value;
+}
+
+void expect_columns(const line_reader &lines, std::string_view line, std::ptrdiff_t count, std::string_view header)
+{
+    const std::ptrdiff_t found = std::count(line.begin(), line.end(), ',') + 1;
+    if (found != count)
+        lines.fail(fmt::format("expected {} columns ({}), found {}", count, header, found));
+}
+
+sensor take_sensor(const line_reader &lines, std::string_view *line)
+{
+    const std::string_view name = take_field(line);
+    if (name == "mag")
+        return sensor::mag;
+    if (name == "acc")
+        return sensor::acc;
+    if (name == "gyr")
+        return sensor::gyr;
+    lines.fail(fmt::format("column sensor: expected acc, gyr or mag, found \"{}\"", name));
+}
+
+event take_event(const line_reader &lines, std::string_view *line, std::int64_t t_ns, sensor kind,
+                 const char *const columns[3])
+{
+    event e{t_ns, kind, 0, 0, 0};
+    e.x = take_number<float>(lines, line, columns[0]);
+    e.y = take_number<float>(lines, line, columns[1]);
+    e.z = take_number<float>(lines, line, columns[2]);
+    return e;
+}
+
+} // namespace
+
+line_reader::line_reader(const std::string &path) : path_(path == "-" ? "standard input" : path), buffer_(BUFFER_SIZE)
+{
+    std::error_code ignored;
+    if (path != "-" && std::filesystem::is_directory(path, ignored))
+        throw error(EXIT_INPUT, fmt::format("{}: is a directory, expected a recording", path));
+    file_.reset(path == "-" ? stdin : std::fopen(path.c_str(), "rb"));
+    if (file_ == nullptr)
+        throw error(EXIT_INPUT, fmt::format("{}: cannot be opened: {}", path, std::strerror(errno)));
+    const auto size = std::filesystem::file_size(path, ignored);
+    size_ = ignored ? 0 : size;
+}
+
+bool line_reader::refill()
+{
+    std::memmove(buffer_.data(), buffer_.data() + begin_, end_ - begin_);
+    end_ -= begin_;
+    begin_ = 0;
+    const std::size_t read = std::fread(buffer_.data() + end_, 1, buffer_.size() - end_, file_.get());
+    if (read == 0 && std::ferror(file_.get()) != 0)
+        throw error(EXIT_INPUT, fmt::format("{}: cannot be read: {}", path_, std::strerror(errno)));
+    at_end_ = read == 0;
+    end_ += read;
+    return !at_end_;
+}
+
+bool line_reader::next(std::string_view *line)
+{
+    const char *newline = nullptr;
+    while (newline == nullptr)
+    {
+        const std::string_view ahead(buffer_.data() + begin_, end_ - begin_);
+        newline = static_cast<const char *>(std::memchr(ahead.data(), '\n', ahead.size()));
+        const std::size_t length = newline != nullptr ? static_cast<std::size_t>(newline - ahead.data()) : ahead.size();
+        if (length > LINE_MAX_LENGTH)
+        {
+            ++line_;
+            fail(fmt::format("expected a line of at most {} characters; is this a text file?", LINE_MAX_LENGTH));
+        }
+        if (newline == nullptr && !refill())
+        {
+            if (end_ == begin_)
+                return false;
+            newline = buffer_.data() + end_; // a last line without its end
+        }
+    }
+
+    const char *start = buffer_.data() + begin_;
+    *line = std::string_view(start, static_cast<std::size_t>(newline - start));
+    const std::size_t taken = std::min(line->size() + 1, end_ - begin_);
+    begin_ += taken;
+    consumed_ += taken;
+    ++line_;
+    if (!line->empty() && line->back() == '\r')
+        line->remove_suffix(1);
+    return true;
+}
+
+void line_reader::fail(const std::string &message) const
+{
+    throw error(EXIT_MALFORMED, fmt::format("{}:{}: {}", path_, line_, message));
+}
+
+recording::recording(const std::string &path) : lines_(path)
+{
+    std::string_view header;
+    if (!lines_.next(&header))
+        throw error(EXIT_MALFORMED, fmt::format("{}: is empty, expected the header {}", path, EVENT_HEADER));
+    wide_ = trimmed(header) == WIDE_HEADER;
+    if (!wide_ && trimmed(header) != EVENT_HEADER)
+        lines_.fail(
+            fmt::format("expected the header {} or {}, found \"{}\"", EVENT_HEADER, WIDE_HEADER, header.substr(0, 80)));
+}
+
+bool recording::next(event *e)
+{
+    while (pending_next_ == pending_count_)
+    {
+        std::string_view line;
+        if (!lines_.next(&line))
+            return false;
+        if (!trimmed(line).empty())
+            read_line(line);
+    }
+    *e = pending_[pending_next_++];
+    return true;
+}
+
+void recording::read_line(std::string_view line)
+{
+    static constexpr const char *PLAIN[] = {"x", "y", "z"};
+    static constexpr const char *ACC[] = {"ax", "ay", "az"}, *GYR[] = {"gx", "gy", "gz"}, *MAG[] = {"mx", "my", "mz"};
+    pending_next_ = pending_count_ = 0;
+    if (wide_)
+    {
+        expect_columns(lines_, line, 10, WIDE_HEADER);
+        const auto t_ns = take_number<std::int64_t>(lines_, &line, "t_ns");
+        pending_[0] = take_event(lines_, &line, t_ns, sensor::acc, ACC);
+        pending_[1] = take_event(lines_, &line, t_ns, sensor::gyr, GYR);
+        pending_[2] = take_event(lines_, &line, t_ns, sensor::mag, MAG);
+        check_order(t_ns);
+        pending_count_ = 3;
+    }
+    else
+    {
+        expect_columns(lines_, line, 5, EVENT_HEADER);
+        const auto t_ns = take_number<std::int64_t>(lines_, &line, "t_ns");
+        const sensor kind = take_sensor(lines_, &line);
+        pending_[0] = take_event(lines_, &line, t_ns, kind, PLAIN);
+        check_order(t_ns);
+        pending_count_ = 1;
+    }
+}
+
+void recording::check_order(std::int64_t t_ns)
+{
+    if (any_ && t_ns < last_t_ns_)
+        lines_.fail(fmt::format("expected events in time order, found t_ns {} after {}", t_ns, last_t_ns_));
+    any_ = true;
+    last_t_ns_ = t_ns;
+}
+
+} // namespace qv6d

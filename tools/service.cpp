@@ -1,0 +1,91 @@
+#include "service.h"
+
+#include "api/qvs_start.h"
+#include "error.h"
+#include "qv6dalgo.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fmt/format.h>
+#include <unistd.h>
+
+namespace qv6d
+{
+
+namespace
+{
+
+// Relative to the state directory: the library keeps paths of at most 63 characters, and a changed path would make it
+// discard a stored calibration when the directory is moved.
+constexpr const char *CFGBAK = "qvalgo-cust.cfgbak";
+constexpr const char *DATBAK = "qvalgo-cust.datbak";
+
+constexpr float MICROTESLA_PER_COUNT = 0.15f;
+
+qvs_sample sample_of(const event &e)
+{
+    return {e.t_ns, e.x, e.y, e.z, 0};
+}
+
+} // namespace
+
+service::service(const service_settings &settings) : settings_(settings)
+{
+    if (chdir(settings.state_dir.c_str()) != 0)
+        throw error(EXIT_OUTPUT, fmt::format("{}: cannot be entered: {}", settings.state_dir, std::strerror(errno)));
+    if (qvs_start(CUSTOMER_FILE, CFGBAK, DATBAK) != 0)
+        throw error(EXIT_OUTPUT, fmt::format("{}/{}: cannot be written", settings.state_dir, CFGBAK));
+}
+
+void service::feed(const event &e)
+{
+    const qvs_sample sample = sample_of(e);
+    if (e.kind == sensor::acc)
+    {
+        MAG_LIB_API_INTERFACE.caliApiSetAccData(&sample);
+        return;
+    }
+    MAG_LIB_API_INTERFACE.caliApiSetGyroData(&sample);
+    if (settings_.notify_gyro)
+    {
+        constexpr int32_t gyroscope = 3;
+        const double rates[3] = {e.x, e.y, e.z};
+        qvalgo_notify_data(gyroscope, rates, static_cast<double>(e.t_ns) / 1e9);
+    }
+}
+
+sample_result service::measure(const event &e)
+{
+    qvs_sample sample = sample_of(e);
+    if (!settings_.counts)
+    {
+        sample.x /= MICROTESLA_PER_COUNT;
+        sample.y /= MICROTESLA_PER_COUNT;
+        sample.z /= MICROTESLA_PER_COUNT;
+    }
+    const qvs_interface &api = MAG_LIB_API_INTERFACE;
+    qvs_calibration calibration = {};
+    qvs_output orientation = {};
+    sample_result result = {};
+    api.doCaliApi(&sample, &calibration);
+    api.caliApiSetMagData(&sample);
+    api.caliApiGetOffset(result.offset);
+    api.getOrientation(&orientation);
+
+    result.t_ns = e.t_ns;
+    for (int axis = 0; axis < 3; ++axis)
+        result.calibrated[axis] = calibration.calibrated[axis];
+    result.radius = algo_out_hcal.radius;
+    result.grade = calibration.accuracy;
+    result.azimuth = orientation.x;
+    result.pitch = orientation.y;
+    result.roll = orientation.z;
+    return result;
+}
+
+void service::finish()
+{
+    qvalgo_term();
+}
+
+} // namespace qv6d
