@@ -1,6 +1,7 @@
 /* Motion classification: is the device being turned, and is a full sample buffer fit for an offset estimate?
  *
- * Pointers must not be null. Samples are microtesla, newest first. */
+ * Pointers must not be null; the state is zero before its first initialisation. Samples are microtesla, newest first.
+ */
 #ifndef QV6D_MOTION_QVMOTION_H
 #define QV6D_MOTION_QVMOTION_H
 
