@@ -8,14 +8,18 @@
  *   magnetometer    doCaliApi (offset, grade, calibrated field), then caliApiSetMagData (orientation and the other
  *                   outputs), then the getters
  *
+ * and at the end qvalgo_term by name: it is not in the table, and without it nothing that was learnt is saved.
+ *
  * Contract
  * - Pointers must not be null unless said otherwise. No entry point checks them or reports an error: all return 0.
  * - One thread at a time. The library starts no thread, takes no lock, keeps its state for the process and stores no
  *   pointer that it is given.
  * - Samples may hold any value. One that is not a number spoils the smoothed field and the grade until the next
- * initLib.
- * - Records are little-endian and packed, so they may lie at any address; every reserved byte is left as it is.
- * - initLib and qvalgo_term read and write the three files named by the configuration, nothing else does.
+ *   initLib, and the stored inclination until the configuration changes.
+ * - Records are little-endian and packed, so they may lie at any address; a reserved byte is left as it is unless said
+ * otherwise.
+ * - Initialisation (initLib, qvalgo_init) and qvalgo_term use the three files named by the configuration, no other call
+ *   touches a file.
  *
  * Units: magnetometer samples are raw counts of 0.15 microtesla, every field returned is microtesla; acceleration is
  * m/s², pointing up at rest; angles are degrees; time stamps are nanoseconds. */
@@ -111,8 +115,11 @@ typedef struct qvs_interface
 
 QV6D_API const qvs_interface MAG_LIB_API_INTERFACE;
 
-/* Sets up accuracy bounds, thresholds and the files below /data/qvsd/, initialises and forgets all samples. May be
- * called again. A failure shows in the log only. */
+/* Sets accuracy bounds, clear radius, acceleration threshold and the files below /data/qvsd/ over what the setters of
+ * the same names were given, initialises, and clears the ready flags, algo_out_hcal, accel and mag. Stored samples and
+ * published outputs stay. May be called again. That the configuration backup file could not be written is not reported:
+ * qvalgo_disp_cfg then says that the library is not initialised. A service with settings of its own calls the setters
+ * and qvalgo_init instead, or after it. */
 QV6D_API int32_t QVS_initLib(void);
 
 /* Does nothing. */
@@ -132,8 +139,9 @@ QV6D_API int32_t QVS_caliApiSetMagData(const qvs_sample *sample);  /* counts */
 QV6D_API int32_t QVS_doCaliApi(const qvs_sample *sample, qvs_calibration *result);
 
 /* Copy the last published output: time stamp, x, y, z and the four bytes from accuracy on; the other reserved bytes of
- * the destination stay. Only orientation (azimuth, pitch, roll) and geomagnetic field (calibrated, microtesla) carry
- * values, the rest is zero. */
+ * the destination stay. Only orientation and geomagnetic field (calibrated, microtesla) carry values, the rest is zero.
+ * Orientation is azimuth 0 to 360, pitch -180 to 180 and roll -90 to 90 degrees, each -32768 for a zero acceleration.
+ */
 QV6D_API int32_t QVS_getGravity(qvs_output *output);
 QV6D_API int32_t QVS_getRotationVector(qvs_output *output);
 QV6D_API int32_t QVS_getOrientation(qvs_output *output);
@@ -145,7 +153,7 @@ QV6D_API int32_t QVS_getVirtualGyro(qvs_output *output);
 /* Driver operations, for a service that configures or ends the library itself. */
 
 /* Initialises from configuration, customer file and record files. 0, or -1 when the configuration backup file could not
- * be written; the library works all the same. */
+ * be written; the library works all the same, but qvalgo_disp_cfg refuses. */
 QV6D_API int32_t qvalgo_init(void);
 
 /* Saves what was learnt and ends the library. Setter values must be set again before the next qvalgo_init. */
@@ -156,15 +164,17 @@ QV6D_API void qvalgo_disp_version(void);
 QV6D_API void qvalgo_disp_cfg(void);
 
 /* Setters: return 0 and take effect at the next qvalgo_init. The customer file overrides them. */
+/* Not 0 switches on the debug lines of all modules. */
 QV6D_API int32_t qvalgo_config_debug(int32_t en);
 /* Customer file, configuration backup file, data backup file. A null path stays as it is; so does one of more than 63
  * characters, with an error line and -1. */
 QV6D_API int32_t qvalgo_config_path(const char *custcfg, const char *cfgbak, const char *datbak);
 /* Soft-iron matrix, row by row; a field is a row vector multiplied from the right. */
 QV6D_API int32_t qvalgo_config_softiron(const double matrix[3][3]);
-/* Steady below accthr m/s² of scatter; aweight is the share of the previous quaternion kept while steady. */
+/* Steady below accthr m/s² of scatter, never with 0; aweight is the share of the previous quaternion kept while steady.
+ */
 QV6D_API int32_t qvalgo_config_accthr(double accthr, double aweight);
-/* rad/s; 0 judges movement without a gyroscope. */
+/* rad/s, exceeded by turns in the positive sense only; 0 judges movement without a gyroscope. */
 QV6D_API int32_t qvalgo_config_gyrthr(double gyrthr);
 /* range[i] is the bound in microtesla below which grade i + 1 is reached; policy_mask: 1 lowers the grade of a field
  * near the z axis, 2 reports 3 once calibrated, 4 checks the clear radius once. */

@@ -32,9 +32,10 @@ const qvs_interface MAG_LIB_API_INTERFACE = {
     QVS_getGeoMagnetic,      QVS_getVirtualGyro,
 };
 
-qvs_sample accDataIn;
-qvs_sample gyroDataIn;
-qvs_sample magDataIn;
+// Packed records are aligned to a byte by themselves; a service may see these through its own, unpacked types.
+alignas(8) qvs_sample accDataIn;
+alignas(8) qvs_sample gyroDataIn;
+alignas(8) qvs_sample magDataIn;
 int32_t accRawDataReady;
 int32_t gyroRawDataReady;
 int32_t magRawDataReady;
@@ -42,13 +43,13 @@ double accel[3];
 double mag[3];
 alignas(8) qvalgo_hcal_out algo_out_hcal;
 alignas(8) qvalgo_fusion_out algo_out_fusion;
-qvs_output qvGravity;
-qvs_output qvRotationVector;
-qvs_output qvOrientation;
-qvs_output qvLinearaccel;
-qvs_output qvGeoMagnetic;
-qvs_output qvVirtualGyro;
-uint8_t output_sensor_data[448];
+alignas(8) qvs_output qvGravity;
+alignas(8) qvs_output qvRotationVector;
+alignas(8) qvs_output qvOrientation;
+alignas(8) qvs_output qvLinearaccel;
+alignas(8) qvs_output qvGeoMagnetic;
+alignas(8) qvs_output qvVirtualGyro;
+alignas(8) uint8_t output_sensor_data[448];
 int32_t qv_log_value;
 
 int32_t qvs_start(const char *custcfg, const char *cfgbak, const char *datbak)

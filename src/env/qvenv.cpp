@@ -156,9 +156,10 @@ qvcrd_vec3 qvenv_compensate_softiron(const qvenv_state *state, qvcrd_vec3 field)
 
 static qvcrd_vec3 filtered(qvmaf *filter, qvcrd_vec3 v)
 {
-    double sample[3] = {v.x, v.y, v.z};
-    qvmaf_run(filter, sample, sample);
-    return {sample[0], sample[1], sample[2]};
+    const double sample[3] = {v.x, v.y, v.z};
+    double mean[3] = {}; // stays zero before the first initialisation, when the filter has no components
+    qvmaf_run(filter, sample, mean);
+    return {mean[0], mean[1], mean[2]};
 }
 
 qvcrd_vec3 qvenv_filtering_acc(qvenv_state *state, qvcrd_vec3 acc)
@@ -173,9 +174,10 @@ qvcrd_vec3 qvenv_filtering_mag(qvenv_state *state, qvcrd_vec3 field)
 
 qvcrd_quat qvenv_filtering_quat(qvenv_state *state, qvcrd_quat quat)
 {
-    double sample[4] = {quat.w, quat.x, quat.y, quat.z};
-    qvmaf_run(&state->quat, sample, sample);
-    return {sample[0], sample[1], sample[2], sample[3]};
+    const double sample[4] = {quat.w, quat.x, quat.y, quat.z};
+    double mean[4] = {};
+    qvmaf_run(&state->quat, sample, mean);
+    return {mean[0], mean[1], mean[2], mean[3]};
 }
 
 void qvenv_notify_data(qvenv_state *state, int32_t type, const double data[3], double timestamp)

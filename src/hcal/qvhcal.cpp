@@ -64,7 +64,7 @@ void qvhcal_clear(qvhcal_state *state)
     state->status.calibrated = 0;
     state->rbufcnt = 1;
     state->status.dummycnt = state->cfg.rdummycnt;
-    // Without READY buffers to wait for, two fits are spent on settling after a clear.
+    // Without READY buffers to wait for, the first fit after a clear is spent on settling.
     state->status.readycnt = state->cfg.readycnt == 0 ? -2 : 0;
 }
 

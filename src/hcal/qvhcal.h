@@ -1,8 +1,9 @@
 /* Hard-iron calibration: learns the magnetometer's offset while the device is being turned, and grades it.
  *
  * One cycle per field sample (qvhcal_update): buffer, classify the movement, fit a sphere to a buffer that is worth it,
- * publish, smooth, grade. One instance only: the smoother keeps its vectors for the process. Fields, offsets and radii
- * are microtesla. Pointers must not be null where nothing else is said. */
+ * publish, smooth, grade. One instance only: the smoother keeps its vectors for the process. The state is zero before
+ * its first initialisation. Fields, offsets and radii are microtesla. Pointers must not be null where nothing else is
+ * said. */
 #ifndef QV6D_HCAL_QVHCAL_H
 #define QV6D_HCAL_QVHCAL_H
 
@@ -16,19 +17,20 @@
 
 /* Bits of incmask, the accuracy policy. */
 #define QVHCAL_MASK_POLAR_ANGLE 1  /* one grade less while the field is within rinclination of the z axis */
-#define QVHCAL_MASK_TRUST_FIT 2    /* grade 3 as soon as calibrated */
+#define QVHCAL_MASK_TRUST_FIT 2    /* grade 3 while calibrated, if the bit before did not lower it */
 #define QVHCAL_MASK_CLEAR_RADIUS 4 /* the one clear-radius check after initialisation */
 
 /* Section hcal of the configuration record. */
 typedef struct QV_PACKED qvhcal_cfg
 {
-    int32_t endbg;       /* debug log on when not 0 */
-    int32_t rbufsize;    /* samples of a full buffer, at most 40; 0 switches the calibration off */
-    int32_t cmafsize;    /* carried and displayed only */
-    int32_t amafsize;    /* samples averaged for grading; below 2 none are */
-    double accuracy[3];  /* microtesla; [i] is the bound below which grade i + 1 is reached */
-    int32_t rdummycnt;   /* READY buffers discarded after a clear */
-    int32_t readycnt;    /* READY buffers before an offset is validated */
+    int32_t endbg;      /* debug log on when not 0 */
+    int32_t rbufsize;   /* samples of a full buffer, at most 40; 0 switches the calibration off; below 0 nothing is ever
+                           fitted */
+    int32_t cmafsize;   /* carried and displayed only */
+    int32_t amafsize;   /* samples averaged for grading; below 2 none are */
+    double accuracy[3]; /* microtesla; [i] is the bound below which grade i + 1 is reached */
+    int32_t rdummycnt;  /* READY buffers discarded after a clear */
+    int32_t readycnt;   /* READY buffers before an offset is validated */
     double rinclination; /* degrees; polar-angle limit of the grading */
     double enhthr;       /* carried and displayed only */
     qvmotion_cfg motion;
@@ -40,17 +42,18 @@ typedef struct QV_PACKED qvhcal_cfg
 /* Part hcal status of the backup record. A restored integer can be anything. */
 typedef struct QV_PACKED qvhcal_status
 {
-    int32_t calibrated;      /* 1 once an offset has been validated */
-    double rep_offset[3];    /* published hard-iron offset */
-    double rep_radius;       /* published sphere radius */
-    int32_t rep_accuracy;    /* published grade, 0..3 */
-    int32_t dummycnt;        /* READY buffers still to be discarded */
-    int32_t readycnt;        /* READY buffers since the last clear, at most cfg.readycnt */
+    int32_t calibrated;   /* 1 once an offset has been validated */
+    double rep_offset[3]; /* published hard-iron offset */
+    double rep_radius;    /* published sphere radius */
+    int32_t rep_accuracy; /* published grade, 0..3 */
+    int32_t dummycnt;     /* READY buffers still to be discarded */
+    int32_t readycnt;     /* READY buffers fitted since the last clear, at most cfg.readycnt; from -2 when that is 0 */
     int32_t motion_movement; /* qvmotion_movement of the last cycle */
-    int32_t motion_result;   /* qvmotion_result of the last cycle */
-    double uncanceled[3];    /* field of the last cycle */
-    double canceled[3];      /* the same without the offset, smoothed */
-    double enholicoff[3];    /* enhanced offset: always zero */
+    int32_t motion_result; /* qvmotion_result of the last cycle: NOISE2 while the buffer fills, UNKNOWN for a discarded
+                              READY */
+    double uncanceled[3];  /* field of the last cycle */
+    double canceled[3];    /* the same without the offset, smoothed */
+    double enholicoff[3];  /* enhanced offset: every cycle sets it to zero */
 } qvhcal_status;
 
 /* What the module keeps in the backup record. */
@@ -117,7 +120,7 @@ QV_API void push_rawuT(qvhcal_state *state, double x, double y, double z);
 /* Fits a sphere to a full rbuf: thins it to samples more than 3 microtesla apart, seeds the recursive estimator from a
  * batch fit when it has no seed, feeds it. 0 when the estimate is accepted; -1 when the buffer is not full, fewer than
  * 5 samples are left, the batch fit fails, the estimator is not stable or the radius exceeds 70 microtesla. The outputs
- * may be written even then. */
+ * may be written even then, and the last two come after the estimator was fed. */
 QV_API int32_t estimate_offset(qvhcal_state *state, qvcrd_vec3 *offset, double *radius);
 
 /* Validates an estimate: copies it to the outputs, sets calibrated and returns 0 once enough READY buffers were seen;
@@ -125,8 +128,9 @@ QV_API int32_t estimate_offset(qvhcal_state *state, qvcrd_vec3 *offset, double *
 QV_API int32_t get_valid_offset(qvhcal_state *state, qvcrd_vec3 *valid_offset, double *valid_radius, qvcrd_vec3 offset,
                                 double radius);
 
-/* Grade 0..3 of the offset-removed, smoothed field: how near its averaged norm is to the fitted radius, with
- * hysteresis. Can clear the calibration. */
+/* Grade 0..3. Before an offset is validated it tells how far the sequence of READY buffers has come; after that, how
+ * near the averaged norm of the offset-removed, smoothed field is to the published radius, with hysteresis. The policy
+ * mask then changes it. Can clear the calibration. */
 QV_API int32_t update_accuracy(qvhcal_state *state, qvcrd_vec3 field);
 
 /* Adaptive smoothing per axis: holds still while the input stays inside a learnt noise band, follows the faster the

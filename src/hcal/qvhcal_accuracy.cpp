@@ -17,11 +17,11 @@ struct reading
     double norm;           // microtesla, of this cycle
     double filtered_norm;  // microtesla
     double filtered_angle; // degrees from the z axis
-    double distance;       // microtesla, filtered norm to fitted radius
+    double distance;       // microtesla, filtered norm to published radius
 };
 } // namespace
 
-static bool read(reading *r, qvhcal_state *state, qvcrd_vec3 field)
+static bool take_reading(reading *r, qvhcal_state *state, qvcrd_vec3 field)
 {
     r->norm = norm(field);
     const double angle =
@@ -94,7 +94,7 @@ static int32_t grade_of_state(qvhcal_state *state, const reading &r, int32_t raw
 int32_t update_accuracy(qvhcal_state *state, qvcrd_vec3 field)
 {
     reading r;
-    if (!read(&r, state, field))
+    if (!take_reading(&r, state, field))
         return 0;
 
     const int32_t raw = grade_with_hysteresis(state->cfg, r.distance, state->status.rep_accuracy);

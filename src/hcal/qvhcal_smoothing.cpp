@@ -48,6 +48,7 @@ static void smooth(smoother *s, double input)
 qvcrd_vec3 exponential_smothing(const qvhcal_state *state, double x, double y, double z)
 {
     const double input[3] = {x, y, z};
+    // The x axis marks an unseeded smoother for all three.
     if (expo[0].mean == UNSEEDED && expo[0].value == UNSEEDED)
         for (int32_t axis = 0; axis < 3; ++axis)
             expo[axis].mean = expo[axis].value = input[axis];

@@ -13,7 +13,7 @@
 #endif
 
 /* A record whose bytes are a file format. Put on every nested record too: an inner record that is not packed keeps its
- * own alignment and would open a gap. Never take a pointer to a member of such a record. */
+ * own alignment and would open a gap. Never take a pointer to a number in such a record. */
 #define QV_PACKED __attribute__((packed))
 
 #endif

@@ -1,5 +1,6 @@
 #include "rlsm/qvrlsm.h"
 
+#include "math/vec3.h"
 #include "platform/log.h"
 
 #include <algorithm>
@@ -69,7 +70,7 @@ void qvrlsm_free(qvrlsm_state *)
 
 qvcrd_vec3 qvrlsm_get_offset(const qvrlsm_state *state)
 {
-    return {state->bak.offset[0], state->bak.offset[1], state->bak.offset[2]};
+    return load_vec3(state->bak.offset);
 }
 
 double qvrlsm_get_radius(const qvrlsm_state *state)

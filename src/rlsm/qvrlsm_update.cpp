@@ -44,14 +44,15 @@ static void next_covariance(double next[4][4], const double gain[4], const doubl
 
 static bool is_number(const estimate &e)
 {
-    bool number = true;
     for (int32_t i = 0; i < 4; ++i)
     {
-        number = number && !std::isnan(e.x[i]);
+        if (std::isnan(e.x[i]))
+            return false;
         for (int32_t j = 0; j < 4; ++j)
-            number = number && !std::isnan(e.p[i][j]);
+            if (std::isnan(e.p[i][j]))
+                return false;
     }
-    return number;
+    return true;
 }
 
 static bool step(estimate *next, const estimate &now, double w, double rn, qvcrd_vec3 sample)

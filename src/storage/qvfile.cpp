@@ -49,22 +49,26 @@ int32_t qvfile_conf(qvfile *file, const char *name, int32_t size, double version
     return 0;
 }
 
-static int32_t write_frame(std::FILE *stream, const qvfile &file, const void *payload)
+static int32_t write_items(std::FILE *stream, const qvfile &file, const void *payload)
 {
-    const auto size = static_cast<std::size_t>(file.size);
-    write_at(stream, 0, &file.head_mark, 1);
-    const char *failed = nullptr;
-    if (!write_at(stream, VERSION_AT, &file.version, sizeof file.version))
-        failed = "ver name";
-    else if (!write_at(stream, PAYLOAD_AT, payload, size))
-        failed = "data";
-    else if (!write_at(stream, second_version_at(file), &file.version, sizeof file.version))
-        failed = "ver name";
-    if (failed != nullptr)
+    const struct
     {
-        QVLOG_AS("qvfile_write", "[ERR] Connot write %s to %s\n", failed, file.name);
-        return -1;
-    }
+        long offset;
+        const void *bytes;
+        std::size_t size;
+        const char *name;
+    } items[] = {
+        {VERSION_AT, &file.version, sizeof file.version, "ver name"},
+        {PAYLOAD_AT, payload, static_cast<std::size_t>(file.size), "data"},
+        {second_version_at(file), &file.version, sizeof file.version, "ver name"},
+    };
+    write_at(stream, 0, &file.head_mark, 1); // a mark that fails takes the version behind it along
+    for (const auto &item : items)
+        if (!write_at(stream, item.offset, item.bytes, item.size))
+        {
+            QVLOG_AS("qvfile_write", "[ERR] Connot write %s to %s\n", item.name, file.name);
+            return -1;
+        }
     std::fputc(file.tail_mark, stream);
     std::fflush(stream);
     return 0;
@@ -79,7 +83,7 @@ int32_t qvfile_write(const qvfile *file, const void *payload)
         return -1;
     // Unbuffered: a full disk shows at the item that it stops, not after the last one was reported as written.
     std::setvbuf(stream, nullptr, _IONBF, 0);
-    const int32_t result = write_frame(stream, *file, payload);
+    const int32_t result = write_items(stream, *file, payload);
     std::fclose(stream);
     return result;
 }

@@ -31,7 +31,8 @@ QV_API int32_t qvfile_conf(qvfile *file, const char *name, int32_t size, double 
 QV_API int32_t qvfile_write(const qvfile *file, const void *payload);
 
 /* Checks the frame, then reads the payload. -1 when the file cannot be opened for reading and writing or its frame is
- * not intact, with the destination untouched. */
+ * not intact, with the destination untouched; with one error line when the payload cannot be read, the destination then
+ * being partly written. */
 QV_API int32_t qvfile_read(const qvfile *file, void *destination);
 
 #endif

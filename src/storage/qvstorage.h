@@ -32,7 +32,8 @@ typedef struct QV_PACKED qvstorage_bak
 static_assert(sizeof(qvstorage_cfg) == 544, "payload of the configuration backup file");
 static_assert(sizeof(qvstorage_bak) == 472, "payload of the data backup file");
 static_assert(offsetof(qvstorage_cfg, env.datbak) == 228 && offsetof(qvstorage_cfg, hcal.motion) == 356 &&
-                  offsetof(qvstorage_cfg, hcal.rlsm) == 400 && offsetof(qvstorage_cfg, hcal.clearradius) == 460 &&
+                  offsetof(qvstorage_cfg, hcal.motion.sendiffmax) == 384 && offsetof(qvstorage_cfg, hcal.rlsm) == 400 &&
+                  offsetof(qvstorage_cfg, hcal.incmask) == 456 && offsetof(qvstorage_cfg, hcal.clearradius) == 460 &&
                   offsetof(qvstorage_cfg, fusion.inclination_acctol) == 536,
               "file layout");
 static_assert(offsetof(qvstorage_bak, hcal.rlsm.runlevel) == 196 && offsetof(qvstorage_bak, hcal.status) == 200 &&
@@ -63,8 +64,8 @@ QV_API void setup_default_cfg(qvstorage *storage);
  * -1 when that file could not be written; the modules are initialised all the same. */
 QV_API int32_t qvstorage_init(qvstorage *storage);
 
-/* Writes the data backup file if the library was initialised, and ends the modules. Setter values must be set again
- * before the next initialisation. */
+/* Writes the data backup file if the modules were ever initialised in this process, and ends the modules. Setter values
+ * must be set again before the next initialisation. */
 QV_API void qvstorage_term(qvstorage *storage);
 
 /* Logs configuration and backup, or one error line when not initialised. */

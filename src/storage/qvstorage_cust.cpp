@@ -2,6 +2,7 @@
 
 #include "platform/log.h"
 #include "storage/qvstorage_keys.h"
+#include "storage/qvstorage_path.h"
 
 #include <algorithm>
 #include <cmath>
@@ -15,8 +16,6 @@ static constexpr std::size_t LINE_SIZE = 128;
 
 // Leaves room for the terminator and for telling a full line from a cut one.
 static constexpr std::size_t LINE_LENGTH_MAX = LINE_SIZE - 2;
-
-static constexpr int32_t LIMITED_INTEGER_MAX = 40;
 
 template <typename T>
 static T field(const qvstorage_cfg &cfg, const customer_key &key)
@@ -37,22 +36,12 @@ static const char *path_field(const qvstorage_cfg &cfg, const customer_key &key)
     return reinterpret_cast<const char *>(&cfg) + key.offset;
 }
 
-// Toward zero; the nearest limit beyond the range, 0 when not a number.
-static int32_t truncated(double value)
+// A real number cut toward zero: the nearest limit beyond the range, 0 when not a number.
+static int32_t integer(const char *text)
 {
+    const double value = std::strtod(text, nullptr);
     constexpr int32_t low = std::numeric_limits<int32_t>::min(), high = std::numeric_limits<int32_t>::max();
     return std::isnan(value) ? 0 : static_cast<int32_t>(std::clamp<double>(value, low, high));
-}
-
-static void set_path(qvstorage_cfg *cfg, const customer_key &key, const char *value)
-{
-    if (std::strlen(value) >= QVENV_PATH_SIZE)
-    {
-        QVLOG_AS("setup_cust_cfg", "[ERR] Path of %s is longer than %d characters: %s\n", key.name, QVENV_PATH_SIZE - 1,
-                 value);
-        return;
-    }
-    std::strcpy(reinterpret_cast<char *>(cfg) + key.offset, value);
 }
 
 void setup_cust_cfg(qvstorage_cfg *cfg, const char *key_name, const char *value)
@@ -65,20 +54,19 @@ void setup_cust_cfg(qvstorage_cfg *cfg, const char *key_name, const char *value)
         return;
     }
 
-    const double number = std::strtod(value, nullptr);
     switch (key->kind)
     {
     case key_kind::real:
-        set_field(cfg, *key, number);
+        set_field(cfg, *key, std::strtod(value, nullptr));
         break;
     case key_kind::integer:
-        set_field(cfg, *key, truncated(number));
+        set_field(cfg, *key, integer(value));
         break;
     case key_kind::integer_at_most_40:
-        set_field(cfg, *key, std::min(truncated(number), LIMITED_INTEGER_MAX));
+        set_field(cfg, *key, std::min<int32_t>(integer(value), QVHCAL_RBUF_MAX));
         break;
     case key_kind::path:
-        set_path(cfg, *key, value);
+        store_path(reinterpret_cast<char *>(cfg) + key->offset, value, __func__);
         break;
     }
 }

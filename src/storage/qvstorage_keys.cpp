@@ -5,7 +5,7 @@
 // offsetof reaches through nested packed records; the names of fields and keys are the same.
 #define KEY(field, kind, compared)                                                                                     \
     {                                                                                                                  \
-#field, key_kind::kind, offsetof(qvstorage_cfg, field), compared                                               \
+#field, offsetof(qvstorage_cfg, field), key_kind::kind, compared                                               \
     }
 
 // Debug switches change no result, and fusion.ips only seeds a matrix that nothing reads: none of them is compared.

@@ -16,9 +16,9 @@ enum class key_kind
 struct customer_key
 {
     const char *name;
-    key_kind kind;
     std::size_t offset; // of the field in the configuration record
-    bool compared;      // a change discards the stored calibration
+    key_kind kind;
+    bool compared; // a change discards the stored calibration
 };
 
 inline constexpr std::size_t CUSTOMER_KEY_COUNT = 47;

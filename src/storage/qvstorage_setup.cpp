@@ -1,6 +1,7 @@
 #include "storage/qvstorage.h"
 
 #include "platform/log.h"
+#include "storage/qvstorage_path.h"
 
 #include <algorithm>
 #include <cstring>
@@ -33,14 +34,11 @@ int32_t qvstorage_setup_debug(qvstorage *storage, int32_t en)
     return 0;
 }
 
-static bool set_path(char field[QVENV_PATH_SIZE], const char *path)
+bool store_path(char *field, const char *path, const char *operation)
 {
-    if (path == nullptr)
-        return true;
     if (std::strlen(path) >= QVENV_PATH_SIZE)
     {
-        QVLOG_AS("qvstorage_setup_env_path", "[ERR] Path is longer than %d characters: %s\n", QVENV_PATH_SIZE - 1,
-                 path);
+        QVLOG_AS(operation, "[ERR] Path is longer than %d characters: %s\n", QVENV_PATH_SIZE - 1, path);
         return false;
     }
     std::strcpy(field, path);
@@ -50,9 +48,11 @@ static bool set_path(char field[QVENV_PATH_SIZE], const char *path)
 int32_t qvstorage_setup_env_path(qvstorage *storage, const char *custcfg, const char *cfgbak, const char *datbak)
 {
     qvenv_cfg &env = changing(storage).env;
-    bool stored = set_path(env.custcfg, custcfg);
-    stored = set_path(env.cfgbak, cfgbak) && stored;
-    stored = set_path(env.datbak, datbak) && stored;
+    const auto set = [](char *field, const char *path)
+    { return path == nullptr || store_path(field, path, "qvstorage_setup_env_path"); };
+    bool stored = set(env.custcfg, custcfg);
+    stored = set(env.cfgbak, cfgbak) && stored;
+    stored = set(env.datbak, datbak) && stored;
     return stored ? 0 : -1;
 }
 
