@@ -1,0 +1,255 @@
+#include "algo/qvalgo.h"
+#include "api/qvs_start.h"
+#include "hcal/qvhcal.h"
+#include "storage/qvstorage_object.h"
+#include "support.h"
+
+class Service : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        start();
+    }
+
+    void TearDown() override
+    {
+        qvalgo_term();
+    }
+
+    void start()
+    {
+        ASSERT_EQ(0, qvs_start((dir / "cust").c_str(), (dir / "cfg").c_str(), (dir / "dat").c_str()));
+    }
+
+    static qvs_calibration calibrate(float x, float y, float z)
+    {
+        const qvs_sample sample = {77, x, y, z, 5};
+        qvs_calibration result = dirty<qvs_calibration>();
+        EXPECT_EQ(0, api.doCaliApi(&sample, &result));
+        return result;
+    }
+
+    static void accelerate(float x, float y, float z)
+    {
+        const qvs_sample sample = {1, x, y, z, 0};
+        api.caliApiSetAccData(&sample);
+    }
+
+    static void magnetize(int64_t t, float x, float y, float z)
+    {
+        const qvs_sample sample = {t, x, y, z, 0};
+        api.caliApiSetMagData(&sample);
+    }
+
+    static constexpr const qvs_interface &api = MAG_LIB_API_INTERFACE;
+    temporary_directory dir;
+};
+
+TEST_F(Service, TableHoldsTheEntryPointsInTheirOrder)
+{
+    const void *slots[16];
+    std::memcpy(slots, &MAG_LIB_API_INTERFACE, sizeof slots);
+    EXPECT_STREQ("MAG_LIB_API_INTERFACE", static_cast<const char *>(slots[0]));
+    EXPECT_EQ(reinterpret_cast<const void *>(QVS_initLib), slots[1]);
+    EXPECT_EQ(reinterpret_cast<const void *>(QVS_caliApiSetGyroData), slots[5]);
+    EXPECT_EQ(reinterpret_cast<const void *>(QVS_doCaliApi), slots[8]);
+    EXPECT_EQ(reinterpret_cast<const void *>(QVS_getVirtualGyro), slots[15]);
+}
+
+TEST_F(Service, CountsBecomeMicroteslaInSinglePrecision)
+{
+    const qvs_calibration result = calibrate(1000, 1, -7);
+    EXPECT_BITS(150.0, mag[0]);
+    EXPECT_BITS(0.15000000596046448, mag[1]);
+    EXPECT_BITS(static_cast<double>(-7 * 0.15f), mag[2]);
+    EXPECT_EQ(77, result.timestamp);
+    EXPECT_EQ(150.0f, result.calibrated[0]);
+    EXPECT_EQ(0, result.accuracy);
+    for (const uint8_t byte : result.reserved)
+        EXPECT_EQ(0xAA, byte);
+    EXPECT_EQ(-1, algo_out_hcal.update_result);
+}
+
+TEST_F(Service, MagnetometerWithoutAccelerometerIsOnlyStored)
+{
+    const std::string fusion = bytes_of(algo_out_fusion), orientation = bytes_of(qvOrientation);
+    magnetize(9, 1, 2, 3);
+    EXPECT_EQ(9, magDataIn.timestamp);
+    EXPECT_EQ(1, magRawDataReady);
+    EXPECT_BITS(0.0, mag[0]);
+    EXPECT_EQ(fusion, bytes_of(algo_out_fusion));
+    EXPECT_EQ(orientation, bytes_of(qvOrientation));
+}
+
+TEST_F(Service, PublishesOrientationAndTheLastCalibratedField)
+{
+    calibrate(100, 200, -300);
+    algo_out_hcal.accuracy = 258; // readers take the low byte
+    accelerate(0, 0, 9.81f);
+    magnetize(123456789, -100, 173.20508f, -400);
+
+    qvs_output orientation = dirty<qvs_output>(), field = dirty<qvs_output>();
+    EXPECT_EQ(0, api.getOrientation(&orientation));
+    EXPECT_EQ(0, api.getGeoMagnetic(&field));
+    EXPECT_EQ(123456789, orientation.timestamp);
+    EXPECT_NEAR(30.0f, orientation.x, 1e-3f);
+    EXPECT_EQ(2, orientation.accuracy);
+    EXPECT_EQ(100 * 0.15f, field.x); // of the calibration, not of this sample
+    EXPECT_EQ(-300 * 0.15f, field.z);
+    for (int at = 0; at < 12; ++at)
+        EXPECT_EQ(0xAA, orientation.reserved1[at]);
+    for (int at = 0; at < 7; ++at)
+        EXPECT_EQ(at < 3 ? 0 : 0xAA, orientation.reserved2[at]) << "three bytes travel with the grade";
+}
+
+TEST_F(Service, OutputsWithoutAFilterAreZero)
+{
+    accelerate(1, 2, 9);
+    magnetize(5, 100, 200, 300);
+    int32_t (*const getters[])(qvs_output *) = {api.getGravity, api.getRotationVector, api.getGameRotationVector,
+                                                api.getLinearaccel, api.getVirtualGyro};
+    for (const auto getter : getters)
+    {
+        qvs_output output = dirty<qvs_output>();
+        getter(&output);
+        EXPECT_EQ(5, output.timestamp);
+        EXPECT_EQ(0.0f, output.x);
+        EXPECT_EQ(0.0f, output.z);
+    }
+}
+
+TEST_F(Service, HeadingReplacesTheAzimuthWhileLevel)
+{
+    const qvcrd_vec3 field = {15, 30, -45};
+    const struct
+    {
+        float x, y, z;
+        bool level;
+    } cases[] = {{0.2f, -0.3f, 9.5f, true}, {1.6f, 0, 9.8f, false}, {0, 1.5f, 9.8f, false}, {0, 0, 8.3f, false}};
+    for (const auto &c : cases)
+    {
+        start(); // empties the acceleration filter
+        accelerate(c.x, c.y, c.z);
+        magnetize(1, 100, 200, -300);
+        const qvcrd_vec3 measured = {mag[0], mag[1], mag[2]}, acc = {c.x, c.y, c.z};
+        EXPECT_NEAR(field.y, measured.y, 1e-5);
+        EXPECT_BITS(c.level ? qvcrd_get_yaw(&measured) : qvcrd_get_orientation(&acc, &measured).x,
+                    algo_out_fusion.ornt[0]);
+    }
+}
+
+TEST_F(Service, SteadyDeviceKeepsItsPreviousQuaternion)
+{
+    const qvcrd_quat previous = {1, 2, 3, 4}, next = {5, 6, 7, 8};
+    EXPECT_BITS(5.0, reweight_quat(1, previous, next, 0.75).w);
+    EXPECT_BITS(0.25 * 5 + 0.75 * 1, reweight_quat(0, previous, next, 0.75).w);
+    EXPECT_BITS(0.25 * 8 + 0.75 * 4, reweight_quat(-1, previous, next, 0.75).z);
+}
+
+TEST_F(Service, OffsetSetIsReturnedUntilTheNextStep)
+{
+    const float set[3] = {1.5f, -2.25f, 3e30f};
+    float got[3];
+    api.caliApiSetOffset(set);
+    api.caliApiGetOffset(got);
+    EXPECT_EQ(0, std::memcmp(set, got, sizeof set));
+    calibrate(1, 2, 3);
+    api.caliApiGetOffset(got);
+    EXPECT_EQ(0.0f, got[1]);
+}
+
+TEST_F(Service, StartClearsResultsAndKeepsOutputs)
+{
+    calibrate(1, 2, 3);
+    accelerate(0, 0, 9.81f);
+    magnetize(5, 1, 2, 3);
+    std::memset(output_sensor_data, 1, sizeof output_sensor_data);
+    start();
+    EXPECT_EQ(std::string(sizeof algo_out_hcal, '\0'), bytes_of(algo_out_hcal));
+    EXPECT_EQ(std::string(448, '\0'), bytes_of(output_sensor_data));
+    EXPECT_EQ(0, accRawDataReady + gyroRawDataReady + magRawDataReady);
+    EXPECT_BITS(0.0, mag[0] + accel[2]);
+    EXPECT_EQ(5, qvOrientation.timestamp);
+    EXPECT_EQ(1, qv_log_value);
+    EXPECT_BITS(600.0, qvstorage_object.hcal.cfg.accuracy[0]);
+    EXPECT_BITS(6.0, qvstorage_object.hcal.cfg.accuracy[2]);
+    EXPECT_EQ(6, qvstorage_object.hcal.cfg.incmask);
+}
+
+TEST_F(Service, SettersLogWhatTheyWereGiven)
+{
+    const captured_log log;
+    const double range[3] = {600, 50, 6}, identity[3][3] = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
+    qvalgo_config_accuracy(range, 6);
+    qvalgo_config_path(nullptr, "b", "c");
+    qvalgo_config_softiron(identity);
+    EXPECT_EQ("qvalgo_config_accuracy: [INFO] qvalgo_config_accuracy : range[2]=6.000000 range[1]=50.000000 "
+              "range[0]=600.000000 policy_mask=6",
+              log.lines[0]);
+    EXPECT_EQ("qvalgo_config_path: [INFO] qvalgo_config_path : custcfg=(null) cfgbak=b datbak=c", log.lines[1]);
+    ASSERT_EQ(11u, log.lines.size());
+    EXPECT_EQ("qvalgo_config_softiron: [INFO] qvalgo_config_softiron : mtx[0][2]=0.000000", log.lines[4]);
+}
+
+TEST_F(Service, DebugSwitchShowsEveryStep)
+{
+    qvalgo_config_debug(1);
+    start();
+    const captured_log log;
+    calibrate(10, 20, 30);
+    accelerate(0, 0, 9.81f);
+    magnetize(1, 10, 20, 30);
+    const char *const operations[] = {
+        "qvmotion_get_movement: gyrthr( 0.000000 )",
+        "qvmotion_get_movement: stdev = 0.000 0.000 0.000",
+        "qvhcal_update: QVMOTION_MOVEMENT__STABLE",
+        "exponential_smothing: expo_smooth1 ",
+        "update_accuracy: update_accuracy (",
+        "qvhcal_update: hcal_out 1.500000 3.000000 4.500000, ",
+        "qvhcal_update: ----------",
+        "qvenv_update_acclevel: n_item = 3 / n=0",
+        "qvalgo_update_fusion: ALGO_ACC_MAG : ACC(",
+        "qvfusion_update_inclination: N_INCLINATION = ",
+        "qvalgo_update_fusion: ALGO_QUAT : -1.0",
+        "qvalgo_update_fusion: ALGO_ROTV",
+        "qvalgo_update_fusion: ALGO_GYRO",
+        "qvalgo_update_fusion: ALGO_GRAV",
+        "qvalgo_update_fusion: ALGO_LINA",
+        "qvalgo_update_fusion: ALGO_ORNT",
+    };
+    ASSERT_EQ(std::size(operations), log.lines.size());
+    for (std::size_t k = 0; k < std::size(operations); ++k)
+        EXPECT_EQ(0u, log.lines[k].find(operations[k])) << log.lines[k];
+    EXPECT_EQ(std::string("qvhcal_update: ") + std::string(75, '-'), log.lines[6]);
+}
+
+TEST_F(Service, GyroscopeNotificationsClassifyMovement)
+{
+    qvalgo_config_gyrthr(0.5);
+    start();
+    const double fast[3] = {1, 0, 0}, slow[3] = {0.1, 0.1, 0.1};
+    qvalgo_notify_data(3, fast, 0.0);
+    for (int k = 0; k < 3; ++k)
+        calibrate(1, 2, 3);
+    EXPECT_EQ(1, qvstorage_object.hcal.status.motion_movement);
+    qvalgo_notify_data(3, slow, 0.0);
+    for (int k = 0; k < 6; ++k)
+        calibrate(1, 2, 3);
+    EXPECT_EQ(0, qvstorage_object.hcal.status.motion_movement);
+}
+
+TEST_F(Service, SmallestBufferSizeWithAGyroscopeReadsNoSample)
+{
+    // The extremes of a buffer of INT32_MIN samples were once searched from its index INT32_MIN - 1.
+    qvalgo_config_gyrthr(0.5);
+    qvalgo_config_calibration2(INT32_MIN, 0, 0);
+    start();
+    const double fast[3] = {1, 0, 0};
+    qvalgo_notify_data(3, fast, 0.0);
+    for (int k = 0; k < 5; ++k)
+        calibrate(1, 2, 3);
+    EXPECT_EQ(1, qvstorage_object.hcal.motion.motion_movement_pending);
+    EXPECT_EQ(16, qvstorage_object.hcal.status.motion_result);
+    qvstorage_object.env.gyrlevel = 0;
+}

@@ -1,0 +1,115 @@
+#include "motion/qvmotion.h"
+#include "support.h"
+
+class Motion : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        qvmotion_get_default_cfg(&cfg);
+        qvmotion_init(&state, &cfg);
+    }
+
+    int32_t vote(bool moving)
+    {
+        return qvmotion_get_movement(&state, samples, 3, moving ? 1 : 0, 0.5);
+    }
+
+    int32_t result(qvcrd_vec3 span)
+    {
+        samples[0] = {0, 0, 0};
+        samples[1] = span;
+        samples[2] = {0, span.y, 0};
+        return qvmotion_get_result(&state, samples, 3);
+    }
+
+    qvmotion_cfg cfg = dirty<qvmotion_cfg>();
+    qvmotion_state state = dirty<qvmotion_state>();
+    qvcrd_vec3 samples[40] = {};
+};
+
+TEST_F(Motion, VotesReinforceTheClassInForce)
+{
+    EXPECT_EQ(QVMOTION_MOVEMENT__STABLE, vote(true));
+    EXPECT_EQ(QVMOTION_MOVEMENT__STABLE, vote(true));
+    EXPECT_EQ(0, state.motion_movement_pending);
+    EXPECT_EQ(QVMOTION_MOVEMENT__MOVING, vote(true)); // three from weight 0
+    EXPECT_EQ(1, state.motion_movement_pending);
+    for (int k = 0; k < 5; ++k)
+        EXPECT_EQ(QVMOTION_MOVEMENT__MOVING, vote(false)) << k;
+    EXPECT_EQ(QVMOTION_MOVEMENT__STABLE, vote(false)); // six from weight 3
+    EXPECT_EQ(0, state.motion_movement_pending);
+    EXPECT_EQ(4, state.stable_cnt);
+    vote(true);
+    EXPECT_EQ(-2, state.moving_weight);
+    vote(false);
+    EXPECT_EQ(-3, state.moving_weight); // a stable vote counts twice while stable, and stops at the floor
+}
+
+TEST_F(Motion, CountersStopAtTheirCap)
+{
+    for (int k = 0; k < 32770; ++k)
+        vote(true);
+    EXPECT_EQ(32768, state.moving_cnt);
+    state.moving_weight = -3;
+    state.stable_cnt = 32768;
+    vote(false);
+    EXPECT_EQ(32768, state.stable_cnt);
+    EXPECT_EQ(0, state.moving_cnt);
+}
+
+TEST_F(Motion, WithoutGyroscopeTheScatterDecides)
+{
+    const auto classify = [this](qvcrd_vec3 deviation, int32_t n)
+    {
+        qvmotion_clear(&state);
+        for (int k = 0; k < n; ++k)
+            samples[k] = qvcrd_scalar(deviation, k % 2 == 0 ? 1.0 : -1.0);
+        const int32_t movement = qvmotion_get_movement(&state, samples, n, 7, 0.0);
+        return movement == QVMOTION_MOVEMENT__NOISE1 ? 2 : state.moving_weight;
+    };
+    EXPECT_EQ(1, classify({1.5, 1.5, 1.5}, 4)); // exactly the limit on every axis moves
+    EXPECT_EQ(-2, classify({9, 9, 1.4}, 4));    // one quiet axis does not
+    EXPECT_EQ(-2, classify({9, 9, std::nan("")}, 4));
+    EXPECT_EQ(1, classify({50, 9, 9}, 4)); // exactly the upper limit is no noise
+    EXPECT_EQ(2, classify({9, 9, 51}, 4));
+    EXPECT_EQ(-2, classify({99, 99, 99}, 2)); // two samples are neither movement nor noise
+    EXPECT_EQ(-2, classify({99, 99, 99}, -5));
+}
+
+TEST_F(Motion, GyroscopeOverridesTheScatter)
+{
+    samples[1] = {500, 500, 500};
+    EXPECT_NE(QVMOTION_MOVEMENT__NOISE1, vote(false));
+    EXPECT_EQ(-2, state.moving_weight);
+}
+
+TEST_F(Motion, ResultTestsRunInTheirOrder)
+{
+    EXPECT_EQ(QVMOTION_RESULT__UNKNOWN, result({30, 30, 30})) << "no movement seen";
+    EXPECT_BITS(-32768.0, state.moving_max.x);
+
+    state.motion_movement_pending = 1;
+    const struct
+    {
+        qvcrd_vec3 span;
+        int32_t result;
+        const char *why;
+    } cases[] = {
+        {{15, 15, 15}, 17, "exactly the minimum"},
+        {{150, 150, 150}, 17, "exactly the maximum"},
+        {{14.9, 30, 500}, 16, "too narrow on one axis comes before too wide on another"},
+        {{30, 30, 0}, 16, "no span, and no division by it"},
+        {{20, 40, 30}, 16, "no pair of spans is balanced"},
+        {{20, 25, 60}, 17, "one pair is"},
+        {{100, 100, 151}, 18, "too wide"},
+    };
+    for (const auto &c : cases)
+    {
+        EXPECT_EQ(c.result, result(c.span)) << c.why;
+        EXPECT_EQ(c.result, state.motion_result) << c.why;
+    }
+    samples[3] = {std::nan(""), 30, 30};
+    samples[4] = {30, 30, 30};
+    EXPECT_EQ(QVMOTION_RESULT__READY, qvmotion_get_result(&state, samples + 2, 3)) << "no number replaces no extreme";
+}
