@@ -35,12 +35,10 @@ void print_row(output *rows, const sample_result &r)
 // Where the rows go: to the file named, else down the pipe, but not over a person's screen or into the JSON.
 std::optional<output> open_rows(const replay_options &options)
 {
-    std::string path = options.output;
-    if (path.empty() && !options.json && isatty(STDOUT_FILENO) == 0)
-        path = "-";
-    if (path.empty())
+    const bool down_the_pipe = !options.json && isatty(STDOUT_FILENO) == 0;
+    if (options.output.empty() && !down_the_pipe)
         return std::nullopt;
-    std::optional<output> rows(path);
+    std::optional<output> rows(options.output.empty() ? std::string("-") : options.output);
     rows->print("t_ns,cal_x,cal_y,cal_z,off_x,off_y,off_z,radius,grade,azimuth,pitch,roll\n");
     return rows;
 }
