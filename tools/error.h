@@ -10,6 +10,7 @@ namespace qv6d
 enum exit_code : int
 {
     EXIT_OK = 0,
+    EXIT_UNEXPECTED = 1,
     EXIT_USAGE = 2,     // options that make no sense
     EXIT_MALFORMED = 3, // a recording that does not read as one
     EXIT_INPUT = 4,     // a file that cannot be read

@@ -55,10 +55,12 @@ void add_replay(CLI::App *app, qv6d::replay_options *options)
     command->add_option("-n,--every", options->every, "Use the Nth, 2Nth, ... magnetometer event")
         ->check(CLI::PositiveNumber)
         ->capture_default_str();
-    command->add_option("--mag-unit", "Unit of the magnetometer events")
+    command
+        ->add_option_function<std::string>(
+            "--mag-unit", [options](const std::string &unit) { options->counts = unit == "counts"; },
+            "Unit of the magnetometer events: µT, or raw counts of 0.15 µT")
         ->check(CLI::IsMember({"ut", "counts"}))
-        ->default_str("ut")
-        ->each([options](const std::string &unit) { options->counts = unit == "counts"; });
+        ->default_str("ut");
     command->add_flag("--notify-gyro", options->notify_gyro,
                       "Also hand gyr events to qvalgo_notify_data, for configurations with env.gyrthr");
     auto truth = std::make_shared<std::array<double, 3>>();
@@ -91,8 +93,11 @@ void add_simulate(CLI::App *app, qv6d::simulate_options *options)
     command->add_option("-o,--output", options->output, "Write the recording here, - for standard output")
         ->capture_default_str();
     command->add_option("--truth", options->truth, "Write the true attitude here: t_ns,qw,qx,qy,qz, device to ENU");
-    command->add_option("--motion", options->how, "tumble, figure8, yaw or still")
-        ->transform(CLI::CheckedTransformer(motions))
+    command
+        ->add_option_function<std::string>(
+            "--motion", [options](const std::string &name) { options->how = motions.at(name); },
+            "Turned by hand at random, waved in a figure of eight, turned about the vertical only, or at rest")
+        ->check(CLI::IsMember(motions))
         ->default_str("tumble");
     command->add_option("--seed", options->seed, "Seed of motion and noise")->capture_default_str();
     command->add_option("--rate", options->rate, "Events per second of each sensor")
@@ -133,6 +138,11 @@ int main(int argc, char **argv)
     {
         fmt::print(stderr, "qv6d: {}\n", e.what());
         return e.code;
+    }
+    catch (const std::exception &e)
+    {
+        fmt::print(stderr, "qv6d: {}\n", e.what());
+        return qv6d::EXIT_UNEXPECTED;
     }
     return qv6d::EXIT_OK;
 }

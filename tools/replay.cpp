@@ -18,8 +18,6 @@ namespace qv6d
 namespace
 {
 
-constexpr float MICROTESLA_PER_COUNT = 0.15f;
-
 std::array<double, 3> raw_microtesla(const event &e, bool counts)
 {
     const float scale = counts ? MICROTESLA_PER_COUNT : 1.0f;
@@ -103,8 +101,11 @@ void replay(const replay_options &options)
     }
     catch (...)
     {
+        // What came before the fault is good; the calibration is not saved.
         if (rows)
-            rows->flush(); // what came before the fault is good
+            rows->flush();
+        if (log)
+            log->flush();
         throw;
     }
     const std::chrono::duration<double> wall = std::chrono::steady_clock::now() - start;

@@ -20,8 +20,6 @@ namespace
 constexpr const char *CFGBAK = "qvalgo-cust.cfgbak";
 constexpr const char *DATBAK = "qvalgo-cust.datbak";
 
-constexpr float MICROTESLA_PER_COUNT = 0.15f;
-
 qvs_sample sample_of(const event &e)
 {
     return {e.t_ns, e.x, e.y, e.z, 0};

@@ -29,6 +29,9 @@ struct sample_result
     float azimuth, pitch, roll;
 };
 
+// Single precision, as the library converts.
+inline constexpr float MICROTESLA_PER_COUNT = 0.15f;
+
 // Name of the customer file in the state directory.
 inline constexpr const char *CUSTOMER_FILE = "qvalgo-cust.cfg";
 
