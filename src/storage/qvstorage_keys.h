@@ -1,4 +1,4 @@
-// The customer keys: the one table that parser, comparison and tools read.
+// The customer keys, from the one list in qvstorage_keys.def: what parser, comparison and tools read.
 #pragma once
 
 #include "storage/qvstorage.h"
