@@ -96,7 +96,7 @@ malformed_line_ends_the_run()
     { head -n 1000 a.csv; echo '20000000000,mag,1,2,oops'; } >bad.csv
     "$qv6d" replay bad.csv --state broken --output bad_rows.csv >/dev/null 2>err
     [ $? -eq 3 ] && grep -q '^qv6d: bad.csv:1001: column z: expected a number, found "oops"$' err &&
-        cmp bad_rows.csv <(head -n 334 rows.csv) && [ ! -e broken/qvalgo-cust.datbak ]
+        [ ! -e bad_rows.csv ] && [ ! -e bad_rows.csv.part ] && [ ! -e broken/qvalgo-cust.datbak ]
 }
 
 log_is_written()

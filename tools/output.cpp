@@ -4,15 +4,42 @@
 
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 
 namespace qv6d
 {
 
-output::output(const std::string &path)
-    : path_(path == "-" ? "standard output" : path), file_(path == "-" ? stdout : std::fopen(path.c_str(), "wb"))
+namespace fs = std::filesystem;
+
+// Devices and pipes are written as they are; so is what a link points to.
+static bool is_replaceable(const std::string &path)
 {
+    std::error_code ignored;
+    const fs::file_status status = fs::symlink_status(path, ignored);
+    return !fs::exists(status) || fs::is_regular_file(status);
+}
+
+output::output(const std::string &path) : path_(path == "-" ? "standard output" : fs::absolute(path).string())
+{
+    if (path == "-")
+        file_.reset(stdout);
+    else
+    {
+        if (is_replaceable(path))
+            partial_ = path_ + ".part";
+        file_.reset(std::fopen(partial_.empty() ? path_.c_str() : partial_.c_str(), "wb"));
+    }
     if (file_ == nullptr)
-        throw error(EXIT_OUTPUT, fmt::format("{}: cannot be written: {}", path_, std::strerror(errno)));
+    {
+        partial_.clear();
+        throw error(EXIT_OUTPUT, fmt::format("{}: cannot be written: {}", path, std::strerror(errno)));
+    }
+}
+
+output::~output()
+{
+    if (!partial_.empty())
+        std::remove(partial_.c_str());
 }
 
 void output::flush()
@@ -21,6 +48,14 @@ void output::flush()
     if (written != buffer_.size() || std::fflush(file_.get()) != 0)
         throw error(EXIT_OUTPUT, fmt::format("{}: cannot be written: {}", path_, std::strerror(errno)));
     buffer_.clear();
+}
+
+void output::finish()
+{
+    flush();
+    if (!partial_.empty() && std::rename(partial_.c_str(), path_.c_str()) != 0)
+        throw error(EXIT_OUTPUT, fmt::format("{}: cannot be written: {}", path_, std::strerror(errno)));
+    partial_.clear();
 }
 
 } // namespace qv6d

@@ -1,4 +1,5 @@
-// Text to a file, in large pieces; what cannot be written is an error that names the file.
+// Text to a file, in large pieces. The file appears under its name when it is complete, so that a failed run leaves no
+// half of it behind; what cannot be written is an error that names the file.
 #pragma once
 
 #include "recording.h"
@@ -14,6 +15,10 @@ class output
 public:
     // `path` "-" writes standard output. Throws qv6d::error when the file cannot be opened.
     explicit output(const std::string &path);
+    ~output(); // removes what was not finished
+
+    output(const output &) = delete;
+    output &operator=(const output &) = delete;
 
     template <typename... Arguments>
     void print(fmt::format_string<Arguments...> format, Arguments &&...arguments)
@@ -24,12 +29,15 @@ public:
     }
 
     // To be called at the end: a destructor cannot say that the disk is full.
-    void flush();
+    void finish();
 
 private:
+    void flush();
+
     static constexpr std::size_t FLUSH_SIZE = 1 << 16;
 
     std::string path_;
+    std::string partial_; // the name while it is being written; empty when that is the file itself, as for a device
     file_handle file_;
     fmt::memory_buffer buffer_;
 };

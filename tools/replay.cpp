@@ -31,14 +31,13 @@ void print_row(output *rows, const sample_result &r)
 }
 
 // Where the rows go: to the file named, else down the pipe, but not over a person's screen or into the JSON.
-std::optional<output> open_rows(const replay_options &options)
+void open_rows(std::optional<output> *rows, const replay_options &options)
 {
     const bool down_the_pipe = !options.json && isatty(STDOUT_FILENO) == 0;
     if (options.output.empty() && !down_the_pipe)
-        return std::nullopt;
-    std::optional<output> rows(options.output.empty() ? std::string("-") : options.output);
-    rows->print("t_ns,cal_x,cal_y,cal_z,off_x,off_y,off_z,radius,grade,azimuth,pitch,roll\n");
-    return rows;
+        return;
+    rows->emplace(options.output.empty() ? std::string("-") : options.output);
+    (*rows)->print("t_ns,cal_x,cal_y,cal_z,off_x,off_y,off_z,radius,grade,azimuth,pitch,roll\n");
 }
 
 void run(const replay_options &options, recording *events, service *device, std::optional<output> *rows, summary *sums)
@@ -75,7 +74,8 @@ void replay(const replay_options &options)
 {
     // Everything that the user names is opened before the service enters its directory.
     recording events(options.recording);
-    std::optional<output> rows = open_rows(options), log;
+    std::optional<output> rows, log;
+    open_rows(&rows, options);
     if (!options.log.empty())
         log.emplace(options.log);
     const state_dir state(options.state);
@@ -95,26 +95,14 @@ void replay(const replay_options &options)
 
     summary sums;
     const auto start = std::chrono::steady_clock::now();
-    try
-    {
-        run(options, &events, &device, &rows, &sums);
-    }
-    catch (...)
-    {
-        // What came before the fault is good; the calibration is not saved.
-        if (rows)
-            rows->flush();
-        if (log)
-            log->flush();
-        throw;
-    }
+    run(options, &events, &device, &rows, &sums);
     const std::chrono::duration<double> wall = std::chrono::steady_clock::now() - start;
     device.finish();
     set_log_sink(nullptr);
     if (rows)
-        rows->flush();
+        rows->finish();
     if (log)
-        log->flush();
+        log->finish();
 
     sums.finish(watch, wall.count());
     const bool rows_on_screen = options.output == "-" || (options.output.empty() && rows);

@@ -177,9 +177,9 @@ void simulate(const simulate_options &options)
         if (truth)
             truth->print("{},{:.6f},{:.6f},{:.6f},{:.6f}\n", t_ns, q.w(), q.x(), q.y(), q.z());
     }
-    events.flush();
+    events.finish();
     if (truth)
-        truth->flush();
+        truth->finish();
 }
 
 } // namespace qv6d
