@@ -14,6 +14,11 @@ namespace qv6d
 void add_replay(CLI::App *app, int *exit_code);
 void add_simulate(CLI::App *app, int *exit_code);
 
+struct replay_settings;
+
+// The recording and the options of every command that replays one.
+void add_replay_settings(CLI::App *command, replay_settings *settings);
+
 // A command's footer with the exit codes behind it.
 std::string with_exit_codes(const std::string &footer);
 

@@ -16,8 +16,8 @@ constexpr const char *CLEAR_LINE = "\r\033[K"; // back to the first column, eras
 
 } // namespace
 
-progress::progress(std::uint64_t total)
-    : total_(total), shown_(isatty(STDERR_FILENO) != 0), next_(std::chrono::steady_clock::now() + INTERVAL)
+progress::progress(bool quiet, std::uint64_t total)
+    : total_(total), shown_(!quiet && isatty(STDERR_FILENO) != 0), next_(std::chrono::steady_clock::now() + INTERVAL)
 {
 }
 

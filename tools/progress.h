@@ -11,7 +11,7 @@ class progress
 {
 public:
     // `total` bytes, 0 when not known.
-    explicit progress(std::uint64_t total);
+    progress(bool quiet, std::uint64_t total);
     ~progress(); // leaves a clean line
 
     void update(std::uint64_t done, std::uint64_t events);

@@ -1,53 +1,149 @@
-#include "commands.h"
-#include "replay.h"
+// qv6d replay: rows, summary and log of a replay.
 
+#include "commands.h"
+#include "library_log.h"
+#include "output.h"
+#include "replay.h"
+#include "summary.h"
+
+#include <chrono>
 #include <memory>
+#include <optional>
+#include <unistd.h>
 
 namespace qv6d
 {
 
-void add_replay(CLI::App *app, int *)
+namespace
 {
-    const auto options = std::make_shared<replay_options>();
-    CLI::App *command = app->add_subcommand("replay", "Put a recording through the library, as a sensor service would");
-    command->footer(
-        with_exit_codes("A recording is CSV in time order, either one event per line or all sensors per line:\n"
-                        "  t_ns,sensor,x,y,z                    sensor acc (m/s²), gyr (rad/s) or mag (µT)\n"
-                        "  t_ns,ax,ay,az,gx,gy,gz,mx,my,mz\n"
-                        "Rows go to --output, else to standard output unless that is a terminal.\n\n"
-                        "Examples:\n"
-                        "  qv6d replay phone.csv                         see what the calibration makes of it\n"
-                        "  qv6d replay phone.csv --output rows.csv       and keep every sample's results\n"
-                        "  qv6d replay phone.csv --every 5               as if the magnetometer were slower\n"
-                        "  qv6d replay phone.csv --config device.cfg     under a customer file\n"
-                        "  qv6d replay phone.csv --state kept            twice: the second run resumes\n"));
-    command->add_option("recording", options->recording, "Recording to replay, - for standard input")->required();
-    command->add_option("-o,--output", options->output, "Write a row of results per magnetometer event here");
-    command->add_option("-c,--config", options->config, "Customer file, copied into the state directory");
-    command->add_option("-s,--state", options->state,
+
+struct options
+{
+    replay_settings settings;
+    std::string output; // rows; empty: standard output unless that is a terminal
+    std::string log;
+    bool json = false;
+    bool truth_known = false;
+    std::array<double, 3> true_offset = {}; // microtesla
+};
+
+std::array<double, 3> raw_microtesla(const event &e, bool counts)
+{
+    const float scale = counts ? MICROTESLA_PER_COUNT : 1.0f;
+    return {e.x * scale, e.y * scale, e.z * scale};
+}
+
+// Where the rows go: to the file named, else down the pipe, but not over a person's screen or into the JSON.
+void open_rows(std::optional<output> *rows, const options &given)
+{
+    const bool down_the_pipe = !given.json && isatty(STDOUT_FILENO) == 0;
+    if (given.output.empty() && !down_the_pipe)
+        return;
+    rows->emplace(given.output.empty() ? std::string("-") : given.output);
+    (*rows)->print("t_ns,cal_x,cal_y,cal_z,off_x,off_y,off_z,radius,grade,azimuth,pitch,roll\n");
+}
+
+void print_row(output *rows, const sample_result &r)
+{
+    rows->print("{},{},{},{},{},{},{},{},{},{},{},{}\n", r.t_ns, r.calibrated[0], r.calibrated[1], r.calibrated[2],
+                r.offset[0], r.offset[1], r.offset[2], r.radius, r.grade, r.azimuth, r.pitch, r.roll);
+}
+
+void print_summary(const options &given, const summary &sums, bool rows_on_screen)
+{
+    std::optional<std::array<double, 3>> truth;
+    if (given.truth_known)
+        truth = given.true_offset;
+    const std::string &name = given.settings.recording;
+    std::FILE *screen = rows_on_screen && !given.json ? stderr : stdout;
+    fmt::print(screen, "{}", given.json ? sums.json(name, truth) : sums.text(name, truth));
+}
+
+void run(const options &given)
+{
+    std::optional<output> rows, log;
+    open_rows(&rows, given);
+    if (!given.log.empty())
+        log.emplace(given.log);
+
+    summary sums;
+    log_watch watch;
+    replay_listener listener;
+    listener.on_log = [&](std::string_view line)
+    {
+        watch.take(line);
+        if (log)
+            log->print("E/qvalgo: {}\n", line);
+    };
+    listener.on_event = [&](const event &e) { sums.count(e); };
+    listener.on_result = [&](const event &e, const sample_result &result)
+    {
+        sums.add(result, raw_microtesla(e, given.settings.counts));
+        if (rows)
+            print_row(&*rows, result);
+    };
+    const auto start = std::chrono::steady_clock::now();
+    replay(given.settings, listener);
+    const std::chrono::duration<double> wall = std::chrono::steady_clock::now() - start;
+
+    if (rows)
+        rows->finish();
+    if (log)
+        log->finish();
+    for (const std::string &complaint : watch.complaints())
+        fmt::print(stderr, "qv6d: customer file: {}\n", complaint);
+    sums.finish(watch, wall.count());
+    print_summary(given, sums, given.output == "-" || (given.output.empty() && rows));
+}
+
+constexpr const char *FOOTER = "A recording is CSV in time order, either one event per line or all sensors per line:\n"
+                               "  t_ns,sensor,x,y,z                    sensor acc (m/s²), gyr (rad/s) or mag (µT)\n"
+                               "  t_ns,ax,ay,az,gx,gy,gz,mx,my,mz\n"
+                               "Rows go to --output, else to standard output unless that is a terminal.\n\n"
+                               "Examples:\n"
+                               "  qv6d replay phone.csv                         see what the calibration makes of it\n"
+                               "  qv6d replay phone.csv --output rows.csv       and keep every sample's results\n"
+                               "  qv6d replay phone.csv --every 5               as if the magnetometer were slower\n"
+                               "  qv6d replay phone.csv --config device.cfg     under a customer file\n"
+                               "  qv6d replay phone.csv --state kept            twice: the second run resumes\n";
+
+} // namespace
+
+void add_replay_settings(CLI::App *command, replay_settings *settings)
+{
+    command->add_option("recording", settings->recording, "Recording to replay, - for standard input")->required();
+    command->add_option("-c,--config", settings->config, "Customer file, copied into the state directory");
+    command->add_option("-s,--state", settings->state,
                         "Directory with customer file and record files; a second run with it resumes "
                         "[default: a temporary one]");
-    command->add_option("-n,--every", options->every, "Use the Nth, 2Nth, ... magnetometer event")
+    command->add_option("-n,--every", settings->every, "Use the Nth, 2Nth, ... magnetometer event")
         ->check(CLI::PositiveNumber)
         ->capture_default_str();
     command
         ->add_option_function<std::string>(
-            "--mag-unit", [options](const std::string &unit) { options->counts = unit == "counts"; },
+            "--mag-unit", [settings](const std::string &unit) { settings->counts = unit == "counts"; },
             "Unit of the magnetometer events: µT, or raw counts of 0.15 µT")
         ->check(CLI::IsMember({"ut", "counts"}))
         ->default_str("ut");
-    command->add_flag("--notify-gyro", options->notify_gyro,
+    command->add_flag("--notify-gyro", settings->notify_gyro,
                       "Also hand gyr events to qvalgo_notify_data, for configurations with env.gyrthr");
-    auto truth = std::make_shared<std::array<double, 3>>();
-    add_numbers(command, "--true-offset", truth.get(), "Known hard-iron offset X,Y,Z in µT, to compare with");
-    command->add_option("--log", options->log, "Write the library's log here");
-    command->add_flag("--json", options->json, "Print the summary as JSON");
+}
+
+void add_replay(CLI::App *app, int *)
+{
+    const auto given = std::make_shared<options>();
+    CLI::App *command = app->add_subcommand("replay", "Put a recording through the library, as a sensor service would");
+    command->footer(with_exit_codes(FOOTER));
+    add_replay_settings(command, &given->settings);
+    command->add_option("-o,--output", given->output, "Write a row of results per magnetometer event here");
+    add_numbers(command, "--true-offset", &given->true_offset, "Known hard-iron offset X,Y,Z in µT, to compare with");
+    command->add_option("--log", given->log, "Write the library's log here");
+    command->add_flag("--json", given->json, "Print the summary as JSON");
     command->callback(
-        [options, truth, command]
+        [given, command]
         {
-            if (command->count("--true-offset") > 0)
-                options->true_offset = *truth;
-            replay(*options);
+            given->truth_known = command->count("--true-offset") > 0;
+            run(*given);
         });
 }
 

@@ -31,6 +31,8 @@ service::service(const service_settings &settings) : settings_(settings)
 {
     if (chdir(settings.state_dir.c_str()) != 0)
         throw error(EXIT_OUTPUT, fmt::format("{}: cannot be entered: {}", settings.state_dir, std::strerror(errno)));
+    if (settings.debug)
+        qvalgo_config_debug(1);
     if (qvs_start(CUSTOMER_FILE, CFGBAK, DATBAK) != 0)
         throw error(EXIT_OUTPUT, fmt::format("{}/{}: cannot be written", settings.state_dir, CFGBAK));
 }

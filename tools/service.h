@@ -16,6 +16,7 @@ struct service_settings
     std::string state_dir;    // holds customer file and record files
     bool counts = false;      // mag events are raw counts, not microtesla
     bool notify_gyro = false; // also hand gyr events to qvalgo_notify_data
+    bool debug = false;       // the library's debug lines on
 };
 
 // What the library returns for one magnetometer event. Fields are microtesla, angles degrees.
