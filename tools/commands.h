@@ -11,6 +11,7 @@ namespace qv6d
 {
 
 // `exit_code` is what the program ends with when the command did its work; a command that fails throws qv6d::error.
+void add_explain(CLI::App *app, int *exit_code);
 void add_replay(CLI::App *app, int *exit_code);
 void add_simulate(CLI::App *app, int *exit_code);
 

@@ -20,6 +20,7 @@ int main(int argc, char **argv)
     int exit_code = qv6d::EXIT_OK;
     qv6d::add_replay(&app, &exit_code);
     qv6d::add_simulate(&app, &exit_code);
+    qv6d::add_explain(&app, &exit_code);
 
     try
     {

@@ -82,7 +82,8 @@ event take_event(const line_reader &lines, std::string_view *line, std::int64_t 
 
 } // namespace
 
-line_reader::line_reader(const std::string &path) : path_(path == "-" ? "standard input" : path), buffer_(BUFFER_SIZE)
+line_reader::line_reader(const std::string &path, long_lines how)
+    : path_(path == "-" ? "standard input" : path), how_(how), buffer_(BUFFER_SIZE)
 {
     std::error_code ignored;
     if (path != "-" && std::filesystem::is_directory(path, ignored))
@@ -107,8 +108,24 @@ bool line_reader::refill()
     return !at_end_;
 }
 
+void line_reader::skip_line()
+{
+    skipping_ = false;
+    const char *newline = nullptr;
+    do
+    {
+        newline = static_cast<const char *>(std::memchr(buffer_.data() + begin_, '\n', end_ - begin_));
+        const std::size_t skipped =
+            newline != nullptr ? static_cast<std::size_t>(newline + 1 - (buffer_.data() + begin_)) : end_ - begin_;
+        begin_ += skipped;
+        consumed_ += skipped;
+    } while (newline == nullptr && refill());
+}
+
 bool line_reader::next(std::string_view *line)
 {
+    if (skipping_)
+        skip_line();
     const char *newline = nullptr;
     while (newline == nullptr)
     {
@@ -118,6 +135,12 @@ bool line_reader::next(std::string_view *line)
         if (length > LINE_MAX_LENGTH)
         {
             ++line_;
+            if (how_ == long_lines::cut)
+            {
+                *line = ahead.substr(0, LINE_MAX_LENGTH);
+                skipping_ = true; // at the next call: the line is still shown
+                return true;
+            }
             fail(fmt::format("expected a line of at most {} characters; is this a text file?", LINE_MAX_LENGTH));
         }
         if (newline == nullptr && !refill())
@@ -144,13 +167,18 @@ void line_reader::fail(const std::string &message) const
     throw error(EXIT_MALFORMED, fmt::format("{}:{}: {}", path_, line_, message));
 }
 
+bool is_recording_header(std::string_view line)
+{
+    return trimmed(line) == EVENT_HEADER || trimmed(line) == WIDE_HEADER;
+}
+
 recording::recording(const std::string &path) : lines_(path)
 {
     std::string_view header;
     if (!lines_.next(&header))
         throw error(EXIT_MALFORMED, fmt::format("{}: is empty, expected the header {}", path, EVENT_HEADER));
     wide_ = trimmed(header) == WIDE_HEADER;
-    if (!wide_ && trimmed(header) != EVENT_HEADER)
+    if (!is_recording_header(header))
         lines_.fail(
             fmt::format("expected the header {} or {}, found \"{}\"", EVENT_HEADER, WIDE_HEADER, header.substr(0, 80)));
 }

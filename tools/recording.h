@@ -41,8 +41,15 @@ using file_handle = std::unique_ptr<std::FILE, file_closer>;
 class line_reader
 {
 public:
+    // What becomes of a line longer than any of a recording or a log.
+    enum class long_lines
+    {
+        fail,
+        cut,
+    };
+
     // `path` "-" reads standard input. Throws qv6d::error when the file cannot be opened.
-    explicit line_reader(const std::string &path);
+    explicit line_reader(const std::string &path, long_lines how = long_lines::fail);
 
     // The next line without its end, valid until the next call; false at the end of the file.
     bool next(std::string_view *line);
@@ -63,14 +70,18 @@ public:
 
 private:
     bool refill();
+    void skip_line();
 
     std::string path_;
+    long_lines how_;
     file_handle file_;
     std::vector<char> buffer_;
     std::size_t begin_ = 0, end_ = 0; // of what is read and not yet handed out
     std::uint64_t line_ = 0, consumed_ = 0, size_ = 0;
-    bool at_end_ = false;
+    bool at_end_ = false, skipping_ = false;
 };
+
+bool is_recording_header(std::string_view line);
 
 // Events of a recording in either form. Memory does not grow with it.
 class recording

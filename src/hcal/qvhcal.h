@@ -15,6 +15,9 @@
 
 #define QVHCAL_RBUF_MAX 40 /* samples */
 
+/* microtesla; the earth's field stays below 67, so a larger sphere is a disturbance. */
+#define QVHCAL_RADIUS_MAX 70.0
+
 /* Bits of incmask, the accuracy policy. */
 #define QVHCAL_MASK_POLAR_ANGLE 1  /* one grade less while the field is within rinclination of the z axis */
 #define QVHCAL_MASK_TRUST_FIT 2    /* grade 3 while calibrated, if the bit before did not lower it */

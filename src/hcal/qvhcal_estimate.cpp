@@ -9,9 +9,6 @@ static constexpr double GOLDEN_SPACING = 3.0; // microtesla
 // A sphere has four unknowns; one sample more makes it a fit.
 static constexpr int32_t GOLDEN_MIN = 5;
 
-// The earth's field stays below 67 microtesla: a larger sphere is a disturbance.
-static constexpr double RADIUS_MAX = 70.0; // microtesla
-
 // Newest first; each sample is measured against the last one kept only.
 static int32_t thin(const qvhcal_state &state, qvcrd_vec3 golden[QVHCAL_RBUF_MAX])
 {
@@ -60,7 +57,7 @@ int32_t estimate_offset(qvhcal_state *state, qvcrd_vec3 *offset, double *radius)
     QVLOG_IF(endbg, "EST_RLSM_OUT : offset(%f %f %f) radius(%f) stable(%d)\n", offset->x, offset->y, offset->z, *radius,
              qvrlsm_get_stabled(rlsm));
 
-    if (qvrlsm_get_stabled(rlsm) == 0 || *radius > RADIUS_MAX)
+    if (qvrlsm_get_stabled(rlsm) == 0 || *radius > QVHCAL_RADIUS_MAX)
         return -1;
     if (qvrlsm_get_runlevel(rlsm) == QVRLSM_RUNLEVEL_SEEDED)
         qvrlsm_set_runlevel(rlsm, QVRLSM_RUNLEVEL_ACCEPTED);
