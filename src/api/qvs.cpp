@@ -52,15 +52,20 @@ alignas(8) qvs_output qvVirtualGyro;
 alignas(8) uint8_t output_sensor_data[448];
 int32_t qv_log_value;
 
-int32_t qvs_start(const char *custcfg, const char *cfgbak, const char *datbak)
+void qvs_configure(const char *custcfg, const char *cfgbak, const char *datbak)
 {
     static constexpr double bounds[3] = {600.0, 50.0, 6.0}; // microtesla, of grades 1, 2 and 3
     static constexpr int32_t policy = QVHCAL_MASK_TRUST_FIT | QVHCAL_MASK_CLEAR_RADIUS;
-    qv_log_value = 1;
     qvalgo_config_accuracy(bounds, policy);
     qvalgo_config_clearradius(10.0);
     qvalgo_config_accthr(0.06, 0.999999);
     qvalgo_config_path(custcfg, cfgbak, datbak);
+}
+
+int32_t qvs_start(const char *custcfg, const char *cfgbak, const char *datbak)
+{
+    qv_log_value = 1;
+    qvs_configure(custcfg, cfgbak, datbak);
     const int32_t result = qvalgo_init();
 
     accRawDataReady = gyroRawDataReady = magRawDataReady = 0;
@@ -73,7 +78,7 @@ int32_t qvs_start(const char *custcfg, const char *cfgbak, const char *datbak)
 
 int32_t QVS_initLib(void)
 {
-    qvs_start("/data/qvsd/qvalgo-cust.cfg", "/data/qvsd/qvalgo-cust.cfgbak", "/data/qvsd/qvalgo-cust.datbak");
+    qvs_start(QVS_INIT_CUSTCFG, QVS_INIT_CFGBAK, QVS_INIT_DATBAK);
     return 0;
 }
 
