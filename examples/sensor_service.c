@@ -3,6 +3,8 @@
  *
  *   sensor_service LIBRARY
  *
+ * As on a device, what is learnt is kept below /data/qvsd/ when that directory exists.
+ *
  * The samples are those of a device that tumbles in a field of 48 microtesla with a hard-iron offset of (30, -20, 10).
  */
 
@@ -85,7 +87,8 @@ int main(int argc, char **argv)
         *(void **)&terminate = dlsym(library, "qvalgo_term");
     if (api == NULL || terminate == NULL)
     {
-        fprintf(stderr, "%s: %s\n", argv[1], dlerror());
+        const char *reason = dlerror();
+        fprintf(stderr, "%s: %s\n", argv[1], reason != NULL ? reason : "has no interface table");
         return 1;
     }
 

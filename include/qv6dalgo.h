@@ -1,7 +1,7 @@
 /* libqv6dalgo: magnetometer calibration and orientation for a sensor service.
  *
  * This header is all that a service needs. It finds the entry points in the exported table MAG_LIB_API_INTERFACE, calls
- * initLib once, then per sample:
+ * initLib, then per sample:
  *
  *   accelerometer   caliApiSetAccData
  *   gyroscope       caliApiSetGyroData, and qvalgo_notify_data when a gyroscope threshold is configured
@@ -14,7 +14,7 @@
  * - Pointers must not be null unless said otherwise. No entry point checks them or reports an error: all return 0.
  * - One thread at a time. The library starts no thread, takes no lock, keeps its state for the process and stores no
  *   pointer that it is given.
- * - Samples may hold any value. One that is not a number spoils the smoothed field and the grade until the next
+ * - Samples may hold any value. One that is not finite spoils the smoothed field and the grade until the next
  *   initLib, and the stored inclination until the configuration changes.
  * - Records are little-endian and packed, so they may lie at any address; a reserved byte is left as it is unless said
  * otherwise.
@@ -115,11 +115,16 @@ typedef struct qvs_interface
 
 QV6D_API const qvs_interface MAG_LIB_API_INTERFACE;
 
-/* Sets accuracy bounds, clear radius, acceleration threshold and the files below /data/qvsd/ over what the setters of
- * the same names were given, initialises, and clears the ready flags, algo_out_hcal, accel and mag. Stored samples and
- * published outputs stay. May be called again. That the configuration backup file could not be written is not reported:
- * qvalgo_disp_cfg then says that the library is not initialised. A service with settings of its own calls the setters
- * and qvalgo_init instead, or after it. */
+/* Starts the library with the settings of a plain service: sets accuracy bounds, clear radius, acceleration threshold
+ * and the files below /data/qvsd/, then initialises, and clears the ready flags, algo_out_hcal, accel and mag. Stored
+ * samples and published outputs stay. Calling it again without qvalgo_term before loses what was learnt since the last
+ * save.
+ *
+ * A service with settings of its own calls the setters and qvalgo_init instead. Not both: each initialisation would
+ * find a configuration other than the stored one and discard the calibration.
+ *
+ * When the configuration backup file cannot be written, the library runs all the same, qvalgo_disp_cfg says that it is
+ * not initialised, and the next start finds no calibration. */
 QV6D_API int32_t QVS_initLib(void);
 
 /* Does nothing. */
@@ -163,7 +168,8 @@ QV6D_API void qvalgo_term(void);
 QV6D_API void qvalgo_disp_version(void);
 QV6D_API void qvalgo_disp_cfg(void);
 
-/* Setters: return 0 and take effect at the next qvalgo_init. The customer file overrides them. */
+/* Setters: return 0 where nothing else is said, and take effect at the next qvalgo_init. The customer file overrides
+ * them. */
 /* Not 0 switches on the debug lines of all modules. */
 QV6D_API int32_t qvalgo_config_debug(int32_t en);
 /* Customer file, configuration backup file, data backup file. A null path stays as it is; so does one of more than 63
