@@ -28,37 +28,14 @@ void note_start(cycle_source *source, std::string_view line)
 
 cycle_source replay_cycles(replay_settings settings, const std::function<void(const cycle &)> &on_cycle)
 {
-    cycle_source source;
-    source.recording = source.timed = true;
-    cycle_reader reader(on_cycle);
-    std::optional<std::int64_t> first_t_ns;
-    double now = 0.0;
-    std::uint64_t results = 0;
-
+    cycle_listener ears(on_cycle);
     settings.debug = true;
     replay_listener listener;
-    listener.on_log = [&](std::string_view line)
-    {
-        note_start(&source, line);
-        reader.take(line, now);
-    };
-    listener.on_event = [&](const event &e)
-    {
-        if (!first_t_ns)
-            first_t_ns = e.t_ns;
-        now = static_cast<double>(e.t_ns - *first_t_ns) / 1e9;
-    };
-    listener.on_result = [&](const event &, const sample_result &) { ++results; };
+    listener.on_log = [&](std::string_view line) { ears.on_log(line); };
+    listener.on_event = [&](const event &e) { ears.on_event(e); };
+    listener.on_result = [&](const event &, const sample_result &) { ears.on_result(); };
     replay(settings, listener);
-    reader.finish();
-    source.starts = reader.starts();
-    source.cycles = reader.cycles();
-    if (results == 0)
-        throw error(EXIT_MALFORMED, fmt::format("{}: holds no mag event to use", settings.recording));
-    if (source.cycles == 0)
-        throw error(EXIT_MALFORMED, fmt::format("{}: switches hcal.endbg off, without which nothing can be explained",
-                                                settings.config.empty() ? "the customer file" : settings.config));
-    return source;
+    return ears.finish(settings);
 }
 
 cycle_source read_log(const std::string &path, double log_rate, const std::function<void(const cycle &)> &on_cycle)
@@ -100,6 +77,32 @@ cycle_source read_log(const std::string &path, double log_rate, const std::funct
 }
 
 } // namespace
+
+void cycle_listener::on_log(std::string_view line)
+{
+    note_start(&source_, line);
+    reader_.take(line, now_);
+}
+
+void cycle_listener::on_event(const event &e)
+{
+    if (!first_t_ns_)
+        first_t_ns_ = e.t_ns;
+    now_ = (static_cast<double>(e.t_ns) - static_cast<double>(*first_t_ns_)) / 1e9;
+}
+
+cycle_source cycle_listener::finish(const replay_settings &settings)
+{
+    reader_.finish();
+    source_.starts = reader_.starts();
+    source_.cycles = reader_.cycles();
+    if (results_ == 0)
+        throw error(EXIT_MALFORMED, fmt::format("{}: holds no mag event to use", settings.recording));
+    if (source_.cycles == 0)
+        throw error(EXIT_MALFORMED, fmt::format("{}: switches hcal.endbg off, without which nothing can be explained",
+                                                settings.config.empty() ? "the customer file" : settings.config));
+    return source_;
+}
 
 cycle_source read_cycles(const replay_settings &settings, double log_rate,
                          const std::function<void(const cycle &)> &on_cycle)

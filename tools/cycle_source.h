@@ -21,6 +21,33 @@ struct cycle_source
     std::uint64_t resumes = 0; // starts from a stored calibration
 };
 
+// Hears a replay and hands out its cycles.
+class cycle_listener
+{
+public:
+    explicit cycle_listener(const std::function<void(const cycle &)> &on_cycle) : reader_(on_cycle)
+    {
+        source_.recording = source_.timed = true;
+    }
+
+    void on_log(std::string_view line);
+    void on_event(const event &e);
+    void on_result()
+    {
+        ++results_;
+    }
+
+    // After the replay. Throws qv6d::error when there was nothing to hear.
+    cycle_source finish(const replay_settings &settings);
+
+private:
+    cycle_reader reader_;
+    cycle_source source_;
+    std::optional<std::int64_t> first_t_ns_;
+    double now_ = 0.0; // seconds from the first event
+    std::uint64_t results_ = 0;
+};
+
 // Reads settings.recording, a recording or a log, and hands out every cycle. `log_rate` gives the samples per second of
 // a log without time stamps, 0 when not known. Throws qv6d::error for a file that is neither.
 cycle_source read_cycles(const replay_settings &settings, double log_rate,

@@ -2,6 +2,7 @@
 
 #include "hcal/qvhcal.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
@@ -106,6 +107,8 @@ bool cycle_reader::take(std::string_view line, double time)
     }
     else if (operation == "qvhcal_disp_cfg" && starts_with(text, "-readycnt"))
         return scan(text, "-readycnt : %d%n", &wanted_);
+    else if (operation == "qvhcal_disp_cfg" && starts_with(text, "-rbufsize"))
+        return scan(text, "-rbufsize : %d%n", &buffer_size_);
     else if (operation == "qvalgo_disp_version" && starts_with(text, "QV Algorithm Ver"))
         ++starts_;
     else if (operation == "qvalgo_update_fusion" && starts_with(text, "ALGO_ORNT"))
@@ -248,6 +251,7 @@ bool cycle_reader::take_update(std::string_view text, double time)
         c.reset = raw_grade_ == 0 ? reset_cause::grade : reset_cause::clear_radius;
     c.outcome = outcome();
     c.number = next_++;
+    c.buffer_size = static_cast<std::size_t>(std::max(0, buffer_size_));
     c.time = time;
     done_ = current_;
     have_done_ = true;

@@ -74,7 +74,8 @@ struct cycle
     vec3 offset = {};
     double radius = 0.0;
     vec3 calibrated = {};
-    double norm = 0.0; // of the calibrated field
+    double norm = 0.0;           // of the calibrated field
+    std::size_t buffer_size = 0; // samples of a full buffer
     int grade = 0, readycnt = 0, movement = 0, result = 0;
     buffer_outcome outcome = buffer_outcome::filling;
     reset_cause reset = reset_cause::none;
@@ -126,7 +127,9 @@ private:
     bool still_ = false, narrow_ = false, unbalanced_ = false, discarded_ = false, ready_ = false, unknown_ = false;
     bool classified_ = false, stable_ = false;
     int resets_ = 0;
-    int wanted_ = 2; // READY buffers before an offset is validated, as the library's start displays it
+    // As the library's start displays them; its defaults until then.
+    int wanted_ = 2; // READY buffers before an offset is validated
+    int buffer_size_ = 25;
     int raw_grade_ = 0;
     std::uint64_t next_ = 0, starts_ = 0;
 };

@@ -1,9 +1,10 @@
 #include "verdict.h"
 
-#include "child.h"
+#include "processes.h"
 
 #include <algorithm>
 #include <fmt/format.h>
+#include <thread>
 
 namespace qv6d
 {
@@ -24,32 +25,32 @@ double smallest(const vec3 &v)
 }
 
 // READY buffers that the same recording would give with every Nth mag event.
-std::uint64_t ready_at(replay_settings settings, std::uint64_t every)
+std::uint64_t ready_at(replay_settings settings, int every)
 {
-    settings.every *= every;
+    settings.every *= static_cast<std::uint64_t>(every);
     settings.state.clear(); // what is kept there was learnt at the rate asked for
     settings.quiet = true;
-    return std::stoull(in_child(
-        [&settings]
-        {
-            tally counts;
-            read_cycles(settings, 0.0, [&counts](const cycle &c) { counts.add(c); });
-            return std::to_string(counts.ready());
-        }));
+    tally counts;
+    read_cycles(settings, 0.0, [&counts](const cycle &c) { counts.add(c); });
+    return counts.ready();
 }
 
 std::string slower_magnetometer(const tally &counts, const replay_settings &settings)
 {
+    std::array<std::uint64_t, std::size(TRIED_DECIMATIONS)> ready = {};
+    process_work work;
+    work.run = [&](std::size_t k) { return std::to_string(ready_at(settings, TRIED_DECIMATIONS[k])); };
+    work.name = [&](std::size_t k) { return fmt::format("every {}th sample", TRIED_DECIMATIONS[k]); };
+    work.take = [&](std::size_t k, const std::string &result) { ready[k] = std::stoull(result); };
+    run_in_processes(ready.size(), std::max(1u, std::thread::hardware_concurrency()), work);
+
     std::uint64_t best = counts.ready(), best_every = 1;
-    for (const int every : TRIED_DECIMATIONS)
-    {
-        const std::uint64_t ready = ready_at(settings, static_cast<std::uint64_t>(every));
-        if (ready > best)
+    for (std::size_t k = 0; k < ready.size(); ++k)
+        if (ready[k] > best)
         {
-            best = ready;
-            best_every = static_cast<std::uint64_t>(every);
+            best = ready[k];
+            best_every = static_cast<std::uint64_t>(TRIED_DECIMATIONS[k]);
         }
-    }
     if (best_every == 1)
         return "A slower magnetometer would not have helped: no thinning of this recording gives more READY buffers.";
     return fmt::format("With --every {}, {} would have been READY instead of {}.", best_every * settings.every,
@@ -182,7 +183,8 @@ std::vector<std::string> verdict(const tally &counts, const cycle_source &source
                 "the radius by more than hcal.clearradius.");
         sentences.push_back(fmt::format("Not calibrated; the last grade is {}.", last.grade));
         sentences.push_back(counts.ready() == 0 ? why_not_ready(counts) : why_not_accepted(counts));
-        if (source.recording && settings.recording != "-")
+        const int most = *std::max_element(std::begin(TRIED_DECIMATIONS), std::end(TRIED_DECIMATIONS));
+        if (source.recording && settings.recording != "-" && source.cycles >= static_cast<std::uint64_t>(most))
             sentences.push_back(slower_magnetometer(counts, settings));
     }
     if (resets(counts) > 0)
