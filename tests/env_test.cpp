@@ -37,8 +37,9 @@ TEST(MovingAverage, OlderHistoryStaysBehindTheWindow)
     qvmaf_clear(&filter);
     EXPECT_BITS(0.0, qvmaf_get_buf(&filter, 9, 0));
     EXPECT_BITS(35.0, qvmaf_get_buf(&filter, 10, 0));
-    EXPECT_TRUE(std::isnan(qvmaf_get_buf(&filter, 40, 0)));
-    EXPECT_TRUE(std::isnan(qvmaf_get_buf(&filter, 0, -1)));
+    const int outside[][2] = {{40, 0}, {-1, 0}, {0, 4}, {0, -1}};
+    for (const auto &at : outside)
+        EXPECT_TRUE(std::isnan(qvmaf_get_buf(&filter, at[0], at[1])));
 }
 
 TEST(MovingAverage, SumsFromNewestToOldest)
@@ -70,7 +71,9 @@ TEST(MovingAverage, SizesAreLimitedToTheStorage)
     } cases[] = {{41, 5, 40, 4}, {INT32_MAX, INT32_MAX, 40, 4}, {-1, -1, 0, 0}, {INT32_MIN, 4, 0, 4}};
     for (const auto &c : cases)
     {
-        qvmaf filter = filter_of(c.n_order, c.n_item);
+        qvmaf filter = dirty<qvmaf>();
+        const qvmaf_cfg unchecked = {c.n_order, c.n_item};
+        qvmaf_init(&filter, &unchecked);
         EXPECT_EQ(c.order, qvmaf_get_n_order(&filter));
         EXPECT_EQ(c.item, qvmaf_get_n_item(&filter));
         const double sample[4] = {1, 2, 3, 4};
@@ -138,6 +141,37 @@ TEST_F(Environment, LevelCountsDownOnceTheFilterIsFull)
     for (int k = 0; k < 14; ++k)
         EXPECT_EQ(60, step(0.0));
     EXPECT_EQ(59, step(0.0));
+    const captured_log log;
+    state.cfg.endbg = 1;
+    state.acclevel = 1;
+    step(0.0);
+    EXPECT_EQ(1, log.count("qvenv_update_acclevel: [ACC STABLED] min_stdev = 0.000000"));
+    state.acclevel = 7;
+    qvenv_filtering_acc(&state, {std::nan(""), 0, 0});
+    qvenv_update_acclevel(&state);
+    EXPECT_EQ(60, qvenv_get_acclevel(&state)) << "what is not a number has moved";
+}
+
+TEST_F(Environment, BeforeTheFirstInitialisationNothingIsJudged)
+{
+    const captured_log log;
+    state.cfg = cfg;
+    qvenv_update_acclevel(&state);
+    EXPECT_BITS(0.0, qvenv_filtering_acc(&state, {1, 2, 3}).x);
+    EXPECT_TRUE(log.lines.empty());
+}
+
+TEST_F(Environment, FiltersAverageTheirWindows)
+{
+    init();
+    for (int k = 1; k <= 20; ++k)
+    {
+        const double v = k;
+        const qvcrd_vec3 m = qvenv_filtering_mag(&state, {v, 0, -v});
+        const qvcrd_quat q = qvenv_filtering_quat(&state, {v, 0, 0, -v});
+        EXPECT_BITS(k <= 15 ? (v + 1) / 2 : v - 7, -m.z);
+        EXPECT_NEAR(k <= 10 ? (v + 1) / 2 : v - 4.5, -q.z, 1e-12);
+    }
 }
 
 TEST_F(Environment, OneQuietAxisIsSteady)
@@ -166,11 +200,12 @@ TEST_F(Environment, ThresholdZeroSwitchesTheLevelOff)
 TEST_F(Environment, SoftIronMultipliesARowVector)
 {
     cfg.simtx[0][1] = 2.0;
+    cfg.simtx[2][0] = 5.0;
     init();
-    const qvcrd_vec3 out = qvenv_compensate_softiron(&state, {1, 1, 0});
-    EXPECT_BITS(1.0, out.x);
+    const qvcrd_vec3 out = qvenv_compensate_softiron(&state, {1, 1, 10});
+    EXPECT_BITS(51.0, out.x);
     EXPECT_BITS(3.0, out.y);
-    EXPECT_BITS(0.0, out.z);
+    EXPECT_BITS(10.0, out.z);
 }
 
 TEST_F(Environment, LevelsOutliveAnInitialisation)

@@ -42,6 +42,8 @@ TEST(Rotation, TiesGoToTheEarlierCandidate)
     ASSERT_EQ(0, convm_dc2qs(&q, &half_turn));
     EXPECT_BITS(std::sqrt(0.5), q.elements[2][0]);
     EXPECT_NEAR(std::sqrt(0.5), q.elements[3][0], 1e-15);
+    const qvmtx no_candidate = {4, 4, {{1}, {0, 1}, {0, 0, 1}, {0, 0, 0, -4}}}; // all four 0.0
+    EXPECT_EQ(-1, convm_dc2qs(&q, &no_candidate));
 }
 
 TEST(Rotation, AttitudeFromGravityAndFieldNeedsTwoDirections)
@@ -110,22 +112,30 @@ TEST_F(Fusion, NullArgumentsLeaveTheStateAsItWas)
 
 TEST_F(Fusion, UpdateStampsTheTimeAndResetsTheQuaternion)
 {
-    state.bak.qs[0] = state.bak.qs[3] = 0.5;
+    state.bak.qs[0] = state.bak.qs[1] = state.bak.qs[3] = 0.5;
     EXPECT_EQ(0, qvfusion_update(&state, 12.5, {1, 2, 3}, {4, 5, 6}));
     EXPECT_BITS(12.5, state.bak.ts);
     EXPECT_BITS(-1.0, state.bak.qs[0]);
-    EXPECT_BITS(0.0, state.bak.qs[3]);
+    EXPECT_BITS(0.0, state.bak.qs[1] + state.bak.qs[3]);
 }
 
 TEST_F(Fusion, InclinationFollowsOnlySamplesNearGravity)
 {
     const qvcrd_vec3 field = {0, std::cos(1.0), -std::sin(1.0)};
+    const captured_log log;
     state.bak.inclination = 0.8;
+    state.cfg.inclination_alpha = 0.25;
     EXPECT_EQ(0, qvfusion_update_inclination(&state, {0, 0, 10.3}, field));
     EXPECT_BITS(0.8, state.bak.inclination);
     EXPECT_EQ(1, qvfusion_update_inclination(&state, {0, 0, 10.2}, field));
-    EXPECT_BITS(0.5 * qvcrd_get_inclination({0, 0, 10.2}, field) + 0.5 * 0.8, qvfusion_get_inclination(&state));
+    EXPECT_BITS(0.25 * qvcrd_get_inclination({0, 0, 10.2}, field) + 0.75 * 0.8, qvfusion_get_inclination(&state));
+    state.cfg.inclination_acctol = std::fabs(10.25 - QVFUSION_GRAVITY);
+    EXPECT_EQ(1, qvfusion_update_inclination(&state, {0, 0, 10.25}, field)) << "exactly the tolerance is near";
     qvfusion_clear(&state);
+    EXPECT_TRUE(log.lines.empty());
+    state.cfg.endbg = 1;
+    qvfusion_clear(&state);
+    EXPECT_EQ(std::vector<std::string>{"qvfusion_clear: qvfusion_clear"}, log.lines);
     EXPECT_BITS(0.7852499652653933, state.bak.inclination);
 }
 

@@ -61,20 +61,40 @@ TEST_F(Calibration, FromRestToValidatedInThreeReadyBuffers)
     init();
     const qvcrd_vec3 centre = {20, -10, 5};
     std::vector<int> grades, validated;
+    state.status.enholicoff[1] = 3.0;
     for (int k = 0; k < 62; ++k)
     {
         if (feed(on_sphere(k, centre, 40.0)) == 0)
             validated.push_back(k + 1);
         grades.push_back(qvhcal_get_accuracy(&state));
+        EXPECT_EQ(k == 24 ? 16 : k == 48 || k == 61 ? 17 : 18, state.status.motion_result) << k;
     }
     EXPECT_EQ(std::vector<int>{62}, validated);
     EXPECT_EQ(0, grades[47]);
     EXPECT_EQ(1, grades[48]);
     EXPECT_EQ(3, grades[61]);
     EXPECT_EQ(12, state.rbufcnt);
+    EXPECT_BITS(0.0, qvhcal_get_enholicoff(&state).y);
     EXPECT_EQ(QVRLSM_RUNLEVEL_ACCEPTED, qvrlsm_get_runlevel(&state.rlsm));
     EXPECT_NEAR(20.0, qvhcal_get_offset(&state).x, 0.1);
     EXPECT_NEAR(40.0, qvhcal_get_radius(&state), 0.1);
+}
+
+TEST_F(Calibration, OnlyARisingGradePublishesWhatIsNotValidated)
+{
+    cfg.motion.senrate = 1.0;
+    cfg.readycnt = 6; // fits 1 and 2 show grade 0, fit 3 raises it to 1, fits 4 and 5 keep it
+    init();
+    qvcrd_vec3 published = {};
+    for (int k = 0; k < 120 && state.status.readycnt < 5; ++k)
+    {
+        feed(qvcrd_sum(on_sphere(k, {20, -10, 5}, 40.0), {0.05 * k, 0, 0})); // the offset wanders
+        if (state.status.readycnt == 3)
+            published = qvhcal_get_offset(&state);
+    }
+    EXPECT_EQ(5, state.status.readycnt);
+    EXPECT_NE(0.0, published.x);
+    EXPECT_BITS(published.x, qvhcal_get_offset(&state).x);
 }
 
 TEST_F(Calibration, DisabledCalibrationPassesTheFieldThrough)
@@ -144,6 +164,8 @@ TEST_F(Calibration, ClearKeepsWhatIsPublishedAndTheNewestSample)
     qvhcal_clear(&state);
     EXPECT_EQ(1, state.rbufcnt);
     EXPECT_BITS(newest.x, state.rbuf[0].x);
+    EXPECT_EQ(0, state.motion.moving_weight);
+    EXPECT_EQ(QVRLSM_RUNLEVEL_FRESH, qvrlsm_get_runlevel(&state.rlsm));
     EXPECT_EQ(0, std::memcmp(before.rep_offset, state.status.rep_offset, sizeof before.rep_offset));
     EXPECT_EQ(cfg.rdummycnt, state.status.dummycnt);
     EXPECT_EQ(0, state.status.readycnt);
@@ -157,7 +179,7 @@ TEST_F(Calibration, ClearKeepsWhatIsPublishedAndTheNewestSample)
 
 TEST_F(Calibration, EstimateNeedsFiveSamplesThreeMicroteslaApart)
 {
-    const auto estimate = [this](double spacing, int kept)
+    const auto estimate = [this](double spacing, int kept, int filled = 25)
     {
         init();
         for (int k = 0; k < 25; ++k)
@@ -165,7 +187,7 @@ TEST_F(Calibration, EstimateNeedsFiveSamplesThreeMicroteslaApart)
             const double step = std::min(k, kept - 1) * spacing;
             state.rbuf[k] = {step, step * step / 9.0, k % 2 * 0.01};
         }
-        state.rbufcnt = 25;
+        state.rbufcnt = filled;
         qvcrd_vec3 offset;
         double radius;
         estimate_offset(&state, &offset, &radius);
@@ -173,27 +195,31 @@ TEST_F(Calibration, EstimateNeedsFiveSamplesThreeMicroteslaApart)
     };
     EXPECT_EQ(QVRLSM_RUNLEVEL_SEEDED, estimate(6.0, 5));
     EXPECT_EQ(QVRLSM_RUNLEVEL_FRESH, estimate(6.0, 4));
+    EXPECT_EQ(QVRLSM_RUNLEVEL_SEEDED, estimate(3.1, 5));
     EXPECT_EQ(QVRLSM_RUNLEVEL_FRESH, estimate(0.1, 25));
-    state.rbufcnt = 24;
-    qvcrd_vec3 offset;
-    double radius;
-    EXPECT_EQ(-1, estimate_offset(&state, &offset, &radius));
+    EXPECT_EQ(QVRLSM_RUNLEVEL_FRESH, estimate(6.0, 5, 24));
 }
 
 TEST_F(Calibration, EstimateRefusesSpheresBeyondTheEarthsField)
 {
     cfg.rlsm.stdev = 100.0;
     cfg.rlsm.routmafsize = 1;
-    for (const double true_radius : {60.0, 75.0})
+    for (const double true_radius : {69.0, 71.0})
     {
         init();
         for (int k = 0; k < 25; ++k)
             state.rbuf[k] = on_sphere(k, {0, 0, 0}, true_radius);
+        state.rbuf[24].x += 0.5;
         state.rbufcnt = 25;
+        qvrlsm_state fed = state.rlsm; // seeded from the batch fit, then the oldest sample first
+        qvrlsm_lsm(&fed, state.rbuf, 25);
+        for (int k = 24; k >= 0; --k)
+            qvrlsm_update(&fed, state.rbuf[k].x, state.rbuf[k].y, state.rbuf[k].z);
         qvcrd_vec3 offset;
         double radius;
         EXPECT_EQ(true_radius < 70.0 ? 0 : -1, estimate_offset(&state, &offset, &radius));
-        EXPECT_NEAR(true_radius, radius, 1.0);
+        EXPECT_NEAR(true_radius, radius, 0.5);
+        EXPECT_BITS(qvrlsm_get_radius(&fed), radius);
         EXPECT_EQ(true_radius < 70.0 ? 2 : 1, qvrlsm_get_runlevel(&state.rlsm));
     }
 }
@@ -223,6 +249,7 @@ TEST_F(Calibration, Grades)
         {1, 2, 0, 1, 2, 15.0, 3, "mask 2 trusts the fit"},
         {1, 2, 0, 1, 6, 15.0, 0, "mask 4 clears at the first check"},
         {1, 2, 0, 1, 6, 9.0, 3, "within the clear radius"},
+        {0, 2, 0, 0, 4, 15.0, 2, "which only a validated offset is checked for"},
         {1, 2, 0, 3, 3, 0.0, 2, "mask 1 lowers a field along z, and then mask 2 does nothing"},
     };
     for (const grading &c : cases)
@@ -262,6 +289,11 @@ TEST_F(Calibration, PolarAngleIsMeasuredWithItsOwnDegree)
     update_accuracy(&state, {0, 0, 0}); // no division
     EXPECT_EQ("update_accuracy: update_accuracy (5.000:5.000)-(0.000)=5.000  0(2) 90.000(<90.000) 0", log.lines[0]);
     EXPECT_EQ("update_accuracy: update_accuracy (0.000:2.500)-(0.000)=2.500  0(3) 45.000(<90.000) 0", log.lines[1]);
+    init();
+    state.cfg.incmask = QVHCAL_MASK_POLAR_ANGLE;
+    state.cfg.rinclination = 90.0002; // pi / 2 is 90.0003 of its degrees
+    state.status.calibrated = 1;
+    EXPECT_EQ(3, update_accuracy(&state, {1, 0, 0}));
 }
 
 TEST_F(Calibration, SmootherStartsAtItsInputAndLearnsTheNoise)
@@ -277,10 +309,17 @@ TEST_F(Calibration, SmootherStartsAtItsInputAndLearnsTheNoise)
     for (int k = 0; k < 1000; ++k)
         EXPECT_BITS(20.0, exponential_smothing(&state, 10, 20, 30).y);
 
-    // The band has narrowed to 0.2: a step of 5 is outside, and the output takes 1/300 of it.
-    const double mean = (15.0 + 10.0) * 0.5;
-    EXPECT_BITS((10.0 * 299.0 + mean * (300.0 - 299.0)) / 300.0, exponential_smothing(&state, 15, 20, 30).x);
-    EXPECT_BITS(20.0, exponential_smothing(&state, 15, 20, 30).y);
+    // The band has narrowed to 0.2: a mean 0.25 away is outside, and the output takes 1/300 of it.
+    const double mean = (10.5 + 10.0) * 0.5;
+    EXPECT_BITS((10.0 * 299.0 + mean * (300.0 - 299.0)) / 300.0, exponential_smothing(&state, 10.5, 20, 30).x);
+    EXPECT_BITS(20.0, exponential_smothing(&state, 10.5, 20, 30).y);
+
+    for (int k = 0; k < 400; ++k)
+    {
+        state.cfg.endbg = k == 399;
+        exponential_smothing(&state, k * 10.0, 20, 30);
+    }
+    EXPECT_EQ(1, log.count(", 10.000, 300.000, 300.000, ")) << "the weight's floor";
 }
 
 TEST_F(Calibration, AValueThatIsNotANumberNeverLeavesTheSmoother)
@@ -296,16 +335,20 @@ TEST_F(Calibration, AValueThatIsNotANumberNeverLeavesTheSmoother)
     EXPECT_BITS(1.0, qvhcal_get_canceled(&state).x);
 }
 
-TEST_F(Calibration, NoiseStartsOver)
+TEST_F(Calibration, NoiseOfEitherKindStartsOver)
 {
-    cfg.motion.senrate = 1.0;
-    init();
     const captured_log log;
-    tumble(30, {0, 0, 0}, 45.0);
-    for (int k = 0; log.lines.empty() && k < 25; ++k)
-        feed({k % 2 * 400.0, 0, 0});
-    EXPECT_EQ(1, log.count("HCAL CLEARD(RESET)"));
-    EXPECT_EQ(18, state.status.motion_result);
+    for (const double x : {0.0, 400.0, 0.0})
+        feed({x, 0, 0});
     EXPECT_EQ(2, state.status.motion_movement);
+    EXPECT_EQ(1, log.count("HCAL CLEARD(RESET)"));
+    EXPECT_EQ(1, state.rbufcnt);
+
+    cfg.motion.senrate = 1.0;
+    cfg.motion.stdevmax = 1000.0;
+    init();
+    tumble(25, {0, 0, 0}, 100.0);
+    EXPECT_EQ(18, state.status.motion_result);
+    EXPECT_EQ(2, log.count("HCAL CLEARD(RESET)"));
     EXPECT_EQ(1, state.rbufcnt);
 }

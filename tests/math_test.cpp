@@ -26,22 +26,22 @@ TEST(Orientation, CoversTheSphere)
     const struct
     {
         qvcrd_vec3 acc;
-        double pitch, roll;
+        double azimuth, pitch, roll;
         const char *why;
     } cases[] = {
-        {{0, 0, 9.81}, -0.0, 0.0, "level"},
-        {{0, 0, -9.81}, 180.0, 0.0, "face down: a pitch that is not below zero folds to 180"},
-        {{0, 1, -1}, -180.0 + 44.9998962962326, 0.0, "face down and pitched: folds the other way"},
-        {{0, -9.81, 0}, 89.99979259032472, 0.0, "upright: nothing to fold at z of 0"},
-        {{9.81, 0, 0}, -0.0, 89.99979259032472, "on its side"},
-        {{0, 0, 0}, NO, NO, "free fall: no direction"},
+        {{0, 0, 9.81}, -0.0, -0.0, 0.0, "level: north is 0, not 360"},
+        {{0, 0, -9.81}, -0.0, 180.0, 0.0, "face down: a pitch that is not below zero folds to 180"},
+        {{0, 1, -1}, -0.0, -180.0 + 44.9998962962326, 0.0, "face down and pitched: folds the other way"},
+        {{0, -9.81, 0}, 180.00041481935057, 89.99979259032472, 0.0, "upright: nothing to fold at z of 0"},
+        {{9.81, 0, 0}, 296.56519736621283, -0.0, 89.99979259032472, "on its side"},
+        {{0, 0, 0}, NO, NO, NO, "free fall: no direction"},
     };
     for (const auto &c : cases)
     {
         const qvcrd_vec3 o = qvcrd_get_orientation(&c.acc, &field);
         EXPECT_NEAR(c.pitch, o.y, 1e-8) << c.why;
         EXPECT_NEAR(c.roll, o.z, 1e-8) << c.why;
-        EXPECT_TRUE(o.x == NO || (o.x >= 0.0 && o.x <= 360.0)) << c.why;
+        EXPECT_NEAR(c.azimuth, o.x, 1e-8) << c.why;
     }
 }
 
@@ -58,6 +58,8 @@ TEST(Orientation, AzimuthIsCompensatedForTilt)
         const qvcrd_vec3 acc = tilted(level_acc), field = tilted(level_field);
         EXPECT_NEAR(azimuth, qvcrd_get_orientation(&acc, &field).x, 1e-9) << tilt;
     }
+    const qvcrd_vec3 pitched_and_rolled = {3, -4, 8}, field = {15, 30, -45};
+    EXPECT_NEAR(291.2633818571541, qvcrd_get_orientation(&pitched_and_rolled, &field).x, 1e-9);
 }
 
 TEST(Inclination, MeasuresTheAngleToTheHorizontalPlane)
@@ -134,6 +136,8 @@ TEST(Matrix, RefusesDimensionsOutsideItsStorage)
         EXPECT_BITS(QVMTX_NO_RESULT, qvmtx_norm_square(&wrong));
         EXPECT_EQ(before, bytes_of(to));
     }
+    qvmtx none;
+    EXPECT_EQ(-1, qvmtx_eye(&none, 0));
     EXPECT_EQ(-1, qvmtx_muls_self(nullptr, 2.0));
     EXPECT_BITS(QVMTX_NO_RESULT, qvmtx_trace(nullptr));
 }
@@ -152,6 +156,18 @@ TEST(Matrix, MultipliesAndRefusesShapesThatDoNotFit)
     EXPECT_EQ(-1, qvmtx_mulm(&to, &a, &a));
     EXPECT_EQ(-1, qvmtx_subm(&to, &a, &b));
     EXPECT_EQ(before, bytes_of(to));
+}
+
+TEST(Matrix, TransposesScalesAddsAndSubtracts)
+{
+    const qvmtx a = matrix(2, 3, {1, 2, 3, 4, 5, 6});
+    qvmtx transposed, m = a;
+    ASSERT_EQ(0, qvmtx_trans(&transposed, &a) | qvmtx_muls_self(&m, 5.0) | qvmtx_addm_self(&m, &a));
+    EXPECT_EQ(3, transposed.rows);
+    EXPECT_BITS(4.0, transposed.elements[0][1]);
+    EXPECT_BITS(24.0, m.elements[1][0]);
+    ASSERT_EQ(0, qvmtx_subm_self(&m, &a));
+    EXPECT_BITS(20.0, m.elements[1][0]);
 }
 
 TEST(Matrix, InvertsWithoutExchangingRows)

@@ -69,10 +69,12 @@ TEST_F(Motion, WithoutGyroscopeTheScatterDecides)
         return movement == QVMOTION_MOVEMENT__NOISE1 ? 2 : state.moving_weight;
     };
     EXPECT_EQ(1, classify({1.5, 1.5, 1.5}, 4)); // exactly the limit on every axis moves
-    EXPECT_EQ(-2, classify({9, 9, 1.4}, 4));    // one quiet axis does not
+    for (const qvcrd_vec3 quiet : {qvcrd_vec3{1.4, 9, 9}, {9, 1.4, 9}, {9, 9, 1.4}})
+        EXPECT_EQ(-2, classify(quiet, 4)); // one quiet axis does not
     EXPECT_EQ(-2, classify({9, 9, std::nan("")}, 4));
     EXPECT_EQ(1, classify({50, 9, 9}, 4)); // exactly the upper limit is no noise
-    EXPECT_EQ(2, classify({9, 9, 51}, 4));
+    for (const qvcrd_vec3 noise : {qvcrd_vec3{51, 9, 9}, {9, 51, 9}, {9, 9, 51}})
+        EXPECT_EQ(2, classify(noise, 4));
     EXPECT_EQ(-2, classify({99, 99, 99}, 2)); // two samples are neither movement nor noise
     EXPECT_EQ(-2, classify({99, 99, 99}, -5));
 }
@@ -82,12 +84,19 @@ TEST_F(Motion, GyroscopeOverridesTheScatter)
     samples[1] = {500, 500, 500};
     EXPECT_NE(QVMOTION_MOVEMENT__NOISE1, vote(false));
     EXPECT_EQ(-2, state.moving_weight);
+    state.motion_movement = QVMOTION_MOVEMENT__NOISE1;
+    state.motion_movement_pending = 1;
+    vote(false);
+    EXPECT_EQ(QVMOTION_MOVEMENT__STABLE, state.motion_movement);
+    EXPECT_EQ(1, state.motion_movement_pending) << "only a turn from MOVING ends it";
 }
 
 TEST_F(Motion, ResultTestsRunInTheirOrder)
 {
     EXPECT_EQ(QVMOTION_RESULT__UNKNOWN, result({30, 30, 30})) << "no movement seen";
     EXPECT_BITS(-32768.0, state.moving_max.x);
+    EXPECT_BITS(32767.0, state.moving_min.z);
+    EXPECT_EQ(16, state.motion_result);
 
     state.motion_movement_pending = 1;
     const struct
@@ -99,6 +108,10 @@ TEST_F(Motion, ResultTestsRunInTheirOrder)
         {{15, 15, 15}, 17, "exactly the minimum"},
         {{150, 150, 150}, 17, "exactly the maximum"},
         {{14.9, 30, 500}, 16, "too narrow on one axis comes before too wide on another"},
+        {{16, 14.9, 16}, 16, "too narrow along y"},
+        {{151, 100, 100}, 18, "too wide along x"},
+        {{100, 151, 100}, 18, "too wide along y"},
+        {{21, 30, 100}, 17, "a ratio exactly at its lower bound"},
         {{30, 30, 0}, 16, "no span, and no division by it"},
         {{20, 40, 30}, 16, "no pair of spans is balanced"},
         {{20, 25, 60}, 17, "one pair is"},
@@ -112,4 +125,9 @@ TEST_F(Motion, ResultTestsRunInTheirOrder)
     samples[3] = {std::nan(""), 30, 30};
     samples[4] = {30, 30, 30};
     EXPECT_EQ(QVMOTION_RESULT__READY, qvmotion_get_result(&state, samples + 2, 3)) << "no number replaces no extreme";
+    const captured_log log;
+    state.cfg.endbg = 1;
+    result({20, 40, 30});
+    EXPECT_EQ("qvmotion_get_result: sensitivity_RATE(1.333 0.667 0.500 [@ 0.700~1.300])", log.lines[2]);
+    EXPECT_EQ("qvmotion_get_result: sensitivity_RATE [X]", log.lines[3]);
 }

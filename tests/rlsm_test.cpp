@@ -64,6 +64,16 @@ TEST_F(SphereFit, FirstStepFromFreshState)
     EXPECT_NEAR((1.0 - p33 * (1.0 / s)) * (p33 / w2), state.bak.p[3][3], 1e-6);
 }
 
+TEST_F(SphereFit, StepsAreExactToTheLastBit)
+{
+    for (const qvcrd_vec3 m : {qvcrd_vec3{10, 0, 0}, {13, -7, 5}, {-20, 31, 8}, {4, 17, -30}})
+        ASSERT_EQ(0, qvrlsm_update(&state, m.x, m.y, m.z));
+    const double expected[] = {-7.157605897388375, 9.429326068664354, -4.900278066037859, 537.0508573251661};
+    for (int i = 0; i < 4; ++i)
+        EXPECT_BITS(expected[i], state.bak.x[i]) << i;
+    EXPECT_BITS(0.004451896166323297, state.bak.p[0][1]);
+}
+
 TEST_F(SphereFit, ConvergesOnANoiselessSphere)
 {
     for (int k = 0; k < 400; ++k)
@@ -95,6 +105,7 @@ TEST_F(SphereFit, RefusedStepsChangeNothing)
         {(double)0.988f, {std::nan(""), 0, 0}, "a sample that is not a number"},
         {(double)0.988f, {INFINITE, 0, 0}, "an infinite sample makes inf - inf"},
         {std::nan(""), {10, 20, 30}, "a weight that is not a number"},
+        {1e-200, {10, 20, 30}, "a weight whose square is 0: the covariance alone is no number"},
     };
     for (const auto &c : cases)
     {
@@ -136,6 +147,13 @@ TEST_F(SphereFit, StabilityNeedsAFullWindowWithLittleScatterInANarrowBand)
         }
         EXPECT_EQ(c.stable, qvrlsm_get_stabled(&state)) << c.why;
     }
+    const captured_log log;
+    cfg = {1, 1, 1, 1, 1, 1, 0.25, 2};
+    init();
+    EXPECT_EQ(0, update_stabled_status(&state));
+    EXPECT_EQ(1, update_stabled_status(&state));
+    EXPECT_EQ(1, log.count("update_stabled_status: routmaf is not full"));
+    EXPECT_EQ(1, log.count("update_stabled_status: RLSM_STABLED[O] max_stdev(0.0<0.2) max_df(0.0<0.8)"));
 }
 
 TEST_F(SphereFit, WindowSizeOutsideTheFilterIsLimitedInTheCopy)

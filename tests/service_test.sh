@@ -5,6 +5,7 @@ set -eu
 rows=$("$1" "$2" 2>/dev/null)
 echo "$rows"
 [ "$(echo "$rows" | wc -l)" -eq 11 ]
+"$1" "$2" 2>&1 >/dev/null | tr '\n' '/' | grep -q '^E/qvalgo: \[qvalgo_config_accuracy-[0-9]*\]  \[INFO\]'
 if [ -e /data/qvsd ]; then
     echo "this machine has a device's files, which decide what is learnt: the offset is not checked"
 else

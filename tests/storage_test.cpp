@@ -3,7 +3,10 @@
 #include "storage/qvstorage_keys.h"
 #include "support.h"
 
+#include <csignal>
 #include <limits>
+#include <sys/resource.h>
+#include <unistd.h>
 
 static qvstorage_cfg defaults()
 {
@@ -33,12 +36,15 @@ TEST(Records, DefaultsLieWhereTheFileHasThem)
         {76, 0.029999999329447746},
         {92, 0.9900000095367432},
         {308, 20.0},
+        {316, 10.0},
         {324, 6.0},
         {384, 150.0},
         {392, 15.0},
+        {340, 20.0},
         {376, 0.3},
         {412, 0.0010000000474974513},
         {428, 0.9879999756813049},
+        {436, 10.0},
         {444, 0.30000001192092896},
         {460, 10.0},
         {480, 0.3499999940395355},
@@ -51,6 +57,8 @@ TEST(Records, DefaultsLieWhereTheFileHasThem)
     EXPECT_STREQ("/data/misc/qvsd/qvalgo.dat", bytes.data() + 228);
     EXPECT_EQ(std::string(64 - 26, '\0'), bytes.substr(228 + 26, 64 - 26));
     EXPECT_EQ('\x19', bytes[296]); // hcal.rbufsize
+    EXPECT_EQ('\x0F', bytes[304]); // hcal.amafsize
+    EXPECT_EQ('\x0A', bytes[452]); // hcal.rlsm.routmafsize
     EXPECT_EQ('\x02', bytes[456]); // hcal.incmask
 }
 
@@ -169,6 +177,27 @@ TEST_F(RecordFile, FullDiskIsReportedAtTheItemThatItStops)
     qvfile_conf(&file, "/dev/full", 12, 1.0);
     EXPECT_EQ(-1, qvfile_write(&file, "payload 12 b"));
     EXPECT_EQ(std::vector<std::string>{"qvfile_write: [ERR] Connot write ver name to /dev/full"}, log.lines);
+
+    const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+    rlimit before;
+    getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit version_fits = {9, before.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &version_fits);
+    qvfile_conf(&file, path.c_str(), 12, 1.0);
+    EXPECT_EQ(-1, qvfile_write(&file, "payload 12 b"));
+    setrlimit(RLIMIT_FSIZE, &before);
+    std::signal(SIGXFSZ, handler);
+    EXPECT_EQ("qvfile_write: [ERR] Connot write data to " + path, log.lines.back());
+}
+
+TEST_F(RecordFile, WhatCannotBeWrittenIsNotReadEither)
+{
+    std::filesystem::permissions(dir / "", std::filesystem::perms{0755});
+    std::filesystem::permissions(path, std::filesystem::perms{0444});
+    const uid_t user = geteuid();
+    const bool root = user == 0 && seteuid(65534) == 0; // who may write everything
+    EXPECT_EQ(-1, read());
+    EXPECT_TRUE(!root || seteuid(user) == 0);
 }
 
 class CustomerFile : public testing::Test
@@ -241,6 +270,7 @@ TEST_F(CustomerFile, NumbersConvertAsTheyAlwaysHave)
         {"0x10", 16, 16, 16.0},
         {"inf", INT32_MAX, 40, std::numeric_limits<double>::infinity()},
     };
+    const captured_log log;
     for (const auto &c : cases)
     {
         setup_cust_cfg(&cfg, "hcal.readycnt", c.value);
@@ -252,6 +282,7 @@ TEST_F(CustomerFile, NumbersConvertAsTheyAlwaysHave)
     }
     setup_cust_cfg(&cfg, "hcal.incmask", "nan");
     EXPECT_EQ(0, cfg.hcal.incmask);
+    EXPECT_EQ("setup_cust_cfg: [INFO] setup_cust_cfg : hcal.readycnt = 25.9", log.lines[0]);
 }
 
 TEST_F(CustomerFile, LongPathsAreRejectedNotCut)
@@ -292,6 +323,11 @@ TEST(CustomerKeys, EachSetsItsOwnFieldAndIsComparedAsListed)
     }
     qvstorage_cfg nan = defaults();
     nan.fusion.hz = std::nan("");
+    qvstorage_cfg longer = defaults();
+    std::memset(longer.env.datbak, 'p', 62);
+    const qvstorage_cfg shorter = longer;
+    longer.env.datbak[62] = 'p';
+    EXPECT_EQ(1, check_cfg_was_changed(&shorter, &longer)) << "paths are compared to their ends";
     EXPECT_EQ(1, check_cfg_was_changed(&nan, &nan)) << "a value that is not a number differs from itself";
 }
 
@@ -350,6 +386,8 @@ TEST_F(Storage, AChangedConfigurationDiscardsTheCalibrationOnce)
     write_file(custcfg, "hcal.enhthr=7\n");
     start();
     EXPECT_EQ("LOAD_CUST_FILE [O] LOAD_CFG_BAK [O] COMPARE_CFG [X] ", decisions());
+    EXPECT_EQ(QVSTORAGE_FLAG_DEFAULTS | QVSTORAGE_FLAG_CHANGED | QVSTORAGE_FLAG_CUST | QVSTORAGE_FLAG_INITIALISED,
+              storage.flags);
     EXPECT_BITS(0.0, qvhcal_get_offset(&storage.hcal).y);
     qvstorage_term(&storage);
     start();
@@ -381,6 +419,7 @@ TEST_F(Storage, DamagedDataBackupStartsFresh)
 
 TEST_F(Storage, UnwritableConfigurationBackupFailsButTheModulesRun)
 {
+    EXPECT_EQ(0, start());
     cfgbak = dir / "missing/cfg";
     EXPECT_EQ(-1, start());
     EXPECT_EQ(1, storage.fusion.initialised);
@@ -406,21 +445,34 @@ TEST_F(Storage, SettersBuildDefaultsOnceAndChangeOnlyTheirFields)
     EXPECT_EQ(0u, storage.flags);
     qvstorage_setup_hcal_calibration2(&storage, 100, -7, 9);
     qvstorage_setup_hcal_calibration1(&storage, 1, 2, 3, 4, 5);
+    qvstorage_setup_hcal_calibration3(&storage, 6, 7, 8);
+    qvstorage_setup_hcal_clearradius(&storage, 9);
+    qvstorage_setup_env_accthr(&storage, 10, 11);
+    const double matrix[3][3] = {{1, 2, 3}, {4, 5, 6}, {7, 8, 9}};
+    qvstorage_setup_env_simtx(&storage, matrix);
     qvstorage_setup_debug(&storage, 1);
     qvstorage_cfg expected = defaults();
     expected.hcal.rbufsize = 40;
     expected.hcal.rdummycnt = -7;
     expected.hcal.readycnt = 9;
     expected.hcal.motion = {1, 1, 2, 3, 5, 4};
+    expected.hcal.rlsm.w = 6;
+    expected.hcal.rlsm.stdev = 7;
+    expected.hcal.enhthr = 8;
+    expected.hcal.clearradius = 9;
+    expected.env.accthr = 10;
+    expected.env.aweight = 11;
+    std::memcpy(expected.env.simtx, matrix, sizeof matrix);
     expected.env.endbg = expected.hcal.endbg = expected.hcal.rlsm.endbg = expected.fusion.endbg = 1;
     EXPECT_EQ(bytes_of(expected), bytes_of(storage.cfg));
     EXPECT_EQ(QVSTORAGE_FLAG_DEFAULTS | QVSTORAGE_FLAG_CHANGED, storage.flags);
 
     const std::string longer(64, 'p');
-    EXPECT_EQ(-1, qvstorage_setup_env_path(&storage, "/c", longer.c_str(), nullptr));
+    EXPECT_EQ(-1, qvstorage_setup_env_path(&storage, "/c", longer.c_str(), "/d"));
     EXPECT_STREQ("/c", storage.cfg.env.custcfg);
+    EXPECT_EQ(-1, qvstorage_setup_env_path(&storage, longer.c_str(), nullptr, nullptr));
     EXPECT_STREQ("/data/misc/qvsd/qvalgo.cfg", storage.cfg.env.cfgbak);
-    EXPECT_EQ(1, log.count("qvstorage_setup_env_path: [ERR] Path is longer than 63 characters"));
+    EXPECT_EQ(2, log.count("qvstorage_setup_env_path: [ERR] Path is longer than 63 characters"));
 }
 
 TEST_F(Storage, TerminationWithoutInitialisationWritesNothing)
