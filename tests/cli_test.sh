@@ -6,6 +6,7 @@ qv6d=$1
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cd "$work" || exit 1
+mkdir temporary && export TMPDIR=$work/temporary
 failed=0
 
 # check NAME COMMAND...: the command must succeed.
@@ -76,19 +77,27 @@ counts_are_taken_as_they_are()
     printf 't_ns,sensor,x,y,z\n0,mag,1000,-1000,20\n' >counts.csv
     printf 't_ns,sensor,x,y,z\n0,mag,150,-150,3\n' >ut.csv
     "$qv6d" replay counts.csv --mag-unit counts --output c.csv >/dev/null && "$qv6d" replay ut.csv --output u.csv >/dev/null &&
-        cmp c.csv u.csv && [ "$(tail -n 1 c.csv)" = 0,150,-150,3,0,0,0,0,0,0,0,0 ]
+        cmp c.csv u.csv &&
+        [ "$("$qv6d" replay counts.csv --mag-unit counts --json | grep -A 1 raw_norm)" = "$("$qv6d" replay ut.csv --json | grep -A 1 raw_norm)" ] && [ "$(tail -n 1 c.csv)" = 0,150,-150,3,0,0,0,0,0,0,0,0 ]
 }
 
 second_run_resumes()
 {
     "$qv6d" replay a.csv --state kept --json >first.json && "$qv6d" replay a.csv --state kept --json >second.json &&
         [ "$(json first.json start)" = '"fresh"' ] && [ "$(json second.json start)" = '"resumed"' ] &&
+        [ "$(head -c 1 first.json)" = '{' ] && [ -e kept/qvalgo-cust.datbak ] &&
+        awk -v r="$(json first.json radius_ut)" -v g="$(json first.json graded_norm_ut | cut -d: -f2)" \
+            -v c="$(json first.json calibrated_norm_ut | cut -d: -f2)" 'BEGIN { exit !((r - 48)^2 < 1 && (g - 48)^2 < 9 && c > 50 && c < 300) }' &&
         [ "$(json second.json 1)" = null ] && [ "$(json second.json 3)" = 0.0 ] &&
         mv kept moved && "$qv6d" replay a.csv --state moved --json | tr -d ' \n' | grep -q '"start":"resumed"' &&
         printf 'hcal.rbufsize = 20\nnonsense = 1\n' >cust.cfg &&
         "$qv6d" replay a.csv --state moved --config cust.cfg --json >third.json 2>complaints &&
         [ "$(json third.json start)" = '"config_changed"' ] && cmp cust.cfg moved/qvalgo-cust.cfg &&
-        grep -q "customer file: Could not parse 'nonsense = 1'" complaints
+        echo '#' >cust2.cfg && rm moved/qvalgo-cust.datbak && echo 'hcal.rbufsize = 20' >>cust2.cfg &&
+        "$qv6d" replay a.csv --state moved --config cust2.cfg --json >fourth.json && cmp cust2.cfg moved/qvalgo-cust.cfg &&
+        [ "$(json fourth.json start)" = '"data_unreadable"' ] &&
+        "$qv6d" replay a.csv --state moved --config moved/qvalgo-cust.cfg --json >fifth.json && cmp cust2.cfg moved/qvalgo-cust.cfg &&
+        grep -q "cust.cfg: Could not parse 'nonsense = 1'" complaints
 }
 
 malformed_line_ends_the_run()
@@ -99,15 +108,94 @@ malformed_line_ends_the_run()
         [ ! -e bad_rows.csv ] && [ ! -e bad_rows.csv.part ] && [ ! -e broken/qvalgo-cust.datbak ]
 }
 
+summary_tells_what_was_seen()
+{
+    { printf 't_ns,sensor,x,y,z\n1000000000,acc,3,-4,8\n1000000000,gyr,0,0,0\n1200000000,gyr,0,0,0\n' &&
+        printf '%s,mag,15,30,-45\n' 1300000000 1400000000 1500000000 1500000000; } >few.csv
+    "$qv6d" replay few.csv --every 2 --true-offset 3,0,4 --output few_rows.csv --json >few.json &&
+        tr -d ' \n' <few.json | grep -qF '"events":{"acc":1,"gyr":2,"mag":4,"mag_used":2},"duration_s":0.5,' &&
+        [ "$(json few.json offset_error_ut)" = 5.0 ] && [ "$(json few.json graded_norm_ut)" = null ] &&
+        awk -v n="$(json few.json raw_norm_ut | cut -d: -f2)" 'BEGIN { exit !((n - 56.1249)^2 < 1e-6) }' &&
+        tail -n 1 few_rows.csv | awk -F, '{ exit !(($10 - 291.263)^2 + ($11 - 25.087)^2 + ($12 - 18.542)^2 < 1e-4) }' &&
+        "$qv6d" replay few.csv --every 2 --true-offset 3,0,4 --output few_rows.csv >few.txt &&
+        grep -q 'events      7 in 0.5 s: 1 acc, 2 gyr, 4 mag, 2 of them used$' few.txt && grep -q 'missed by 5.00 µT$' few.txt &&
+        ! grep -q 'while grade above 0' few.txt
+}
+
+simulation_is_the_truth()
+{
+    "$qv6d" simulate --noise 0 --field 50 --dip 30 --rate 20 --duration 20 --output t.csv --truth t_q.csv || return 1
+    # Turned by the true attitude, every field points to (0, 43.301, -25) and every acceleration, but for noise, up.
+    join -t, <(sort t_q.csv) <(sort t.csv) | awk -F, '
+        $6 == "mag" || $6 == "acc" {
+            tx = 2 * ($4 * $9 - $5 * $8); ty = 2 * ($5 * $7 - $3 * $9); tz = 2 * ($3 * $8 - $4 * $7)
+            x = $7 + $2 * tx + $4 * tz - $5 * ty; y = $8 + $2 * ty + $5 * tx - $3 * tz; z = $9 + $2 * tz + $3 * ty - $4 * tx
+            mag = $6 == "mag"; bad += (x^2 + (y - mag * 43.3013)^2 + (z - (mag ? -25 : 9.81))^2 > (mag ? 1e-6 : 0.04)); ++n }
+        END { exit !(n == 800 && !bad) }' &&
+        "$qv6d" simulate --motion yaw --noise 1 --output y.csv &&
+        awk -F, '$2 == "gyr" && $1 > 0 { x += $3 / 2999; z += $5 / 2999 } $2 == "mag" { m += $5 / 3000; s += ($5 + 41.569)^2 / 3000 }
+            END { exit !(x^2 < 1e-6 && (z - 1.5)^2 < 1e-6 && (m + 41.569)^2 < 0.01 && (s - 1)^2 < 0.01) }' y.csv &&
+        "$qv6d" simulate --motion still --duration 1 --noise 0 --output s1.csv &&
+        "$qv6d" simulate --motion still --duration 1 --noise 0 --soft-iron 1,0.5,0,0,1,0,0,0,1 --output s2.csv &&
+        paste -d, s1.csv s2.csv | awk -F, '$2 == "mag" { bad += ($3 + $4 / 2 - $8)^2 > 1e-8 || $4 != $9; ++n } END { exit !(n == 50 && !bad) }'
+}
+
+resets_are_counted()
+{
+    awk -F, -v OFS=, '$2 == "mag" && $1 > 3e10 { $3 += 500 } { print }' a.csv >jump.csv
+    "$qv6d" replay jump.csv --json --log jump.log >jump.json && [ "$(json jump.json resets)" -gt 0 ] &&
+        [ "$(json jump.json resets)" -eq "$(grep -c 'HCAL CLEARD' jump.log)" ]
+}
+
+gyroscope_is_notified()
+{
+    echo 'env.gyrthr = 0.3' >gyr.cfg
+    "$qv6d" replay a.csv --config gyr.cfg --json >deaf.json && "$qv6d" replay a.csv --config gyr.cfg --notify-gyro --json >gyr.json &&
+        [ "$(json deaf.json last_grade)" = 0 ] && [ "$(json gyr.json last_grade)" = 3 ]
+}
+
 log_is_written()
 {
     "$qv6d" replay a.csv --log library.log >/dev/null &&
         grep -q '^E/qvalgo: \[qvstorage_init *-[0-9]*\]  \[INFO\] LOAD_CFG_BAK \[X\]' library.log
 }
 
+# The gyroscope once read steps of the integration: its rate has to follow the true attitude smoothly.
+gyroscope_is_smooth()
+{
+    local rate
+    for rate in 50 103 300; do
+        "$qv6d" simulate --rate $rate --duration 10 --output smooth.csv &&
+            awk -F, -v limit=$((60 / rate + 1)) '$2 == "gyr" { if (n++ > 1 && ($3 - x) ^ 2 > (0.3 * limit) ^ 2) exit 1; x = $3 }' \
+                smooth.csv || return 1
+    done
+}
+
+# A line that looks like a complaint once ended the run.
+complaints_are_the_librarys()
+{
+    printf 'hcal.readycnt = [ERR]\nhcal.rbufsize =\nhcal.readycnt = 3\n' >odd.cfg
+    "$qv6d" replay a.csv --config odd.cfg --json >odd.json 2>err && [ "$(wc -l <err)" -eq 3 ] &&
+        grep -q 'odd.cfg: Could not find out value about hcal.rbufsize' err && grep -q 'the lines after that were not read' err
+}
+
+nothing_is_left_of_an_interrupted_run()
+{
+    mkdir tmp && mkfifo events
+    TMPDIR=$PWD/tmp "$qv6d" replay - --output int.csv <events >/dev/null 2>int.err &
+    { cat a.csv; sleep 0.5; kill -TERM $!; sleep 0.2; tail -n 1 a.csv; } >events
+    wait $!
+    [ $? -eq 130 ] && grep -q 'interrupted' int.err && [ -z "$(ls tmp)" ] && [ ! -e int.csv ] && [ ! -e int.csv.part ]
+}
+
+a_reader_that_leaves_is_no_error_to_speak_of()
+{
+    "$qv6d" simulate --duration 600 2>err | head -n 1 >/dev/null && [ ! -s err ]
+}
+
 help_teaches()
 {
-    "$qv6d" --help | grep -q replay && "$qv6d" replay --help | grep -q 'Examples:' && "$qv6d" simulate --help | grep -q 'Examples:'
+    "$qv6d" --help >/dev/null && "$qv6d" --help | grep -q replay && "$qv6d" replay --help | grep -q 'Examples:' && "$qv6d" simulate --help | grep -q 'Examples:'
 }
 
 check "simulate is deterministic" same_seed_same_recording
@@ -119,7 +207,16 @@ check "--mag-unit counts" counts_are_taken_as_they_are
 check "--state resumes" second_run_resumes
 check "malformed line" malformed_line_ends_the_run
 check "--log" log_is_written
+check "summary and rows" summary_tells_what_was_seen
+check "simulate is true" simulation_is_the_truth
+check "resets" resets_are_counted
+check "--notify-gyro" gyroscope_is_notified
 check "--help" help_teaches
+check "smooth gyroscope" gyroscope_is_smooth
+check "complaints" complaints_are_the_librarys
+check "interrupt" nothing_is_left_of_an_interrupted_run
+check "broken pipe" a_reader_that_leaves_is_no_error_to_speak_of
+check "numbers in front" sh -c '"$0" replay --true-offset -1,2,3.5 a.csv --output x.csv >/dev/null' "$qv6d"
 for motion in figure8 yaw still; do
     check "$motion" "$qv6d" simulate --motion $motion --duration 2 --output $motion.csv
 done
@@ -128,12 +225,22 @@ fails 2 "required" replay
 fails 2 "every" replay a.csv --every 0
 fails 2 "mag-unit" replay a.csv --mag-unit gauss
 fails 2 "offset" simulate --offset 1,2
+fails 2 "noise" simulate --noise -1
 fails 2 "motion" simulate --motion flying
 fails 2 "subcommand" fly
+fails 2 "expected 3 numbers" simulate --offset 1,2,nan
+fails 2 "expected a number from 0.1" simulate --rate nan
+fails 2 "a.csv: is read, and would be overwritten" replay a.csv --output ./a.csv
+fails 2 "x.csv: would be written twice" replay a.csv --output x.csv --log x.csv
+fails 2 "--json and --output -" replay a.csv --json --output -
 fails 4 "missing.csv: cannot be opened: No such file" replay missing.csv
-fails 4 "missing.cfg: expected a customer file" replay a.csv --config missing.cfg
+fails 4 "missing.cfg: the customer file cannot be read: No such file" replay a.csv --config missing.cfg
 fails 5 "/dev/full: cannot be written: No space left" replay a.csv --output /dev/full
 fails 5 "no/rows.csv: cannot be written: No such file" replay a.csv --output no/rows.csv
 fails 5 "a.csv: is not a directory" replay a.csv --state a.csv
+mkdir -p full/qvalgo-cust.datbak
+fails 5 "full/qvalgo-cust.datbak: cannot be written, what was learnt is lost" replay a.csv --state full
+"$qv6d" replay a.csv --json >/dev/full 2>err && { echo "FAILED: a summary was lost without a word" >&2; failed=1; }
 fails 5 "/dev/full: cannot be written" simulate --output /dev/full
+check "temporary directories go" [ -z "$(ls temporary)" ]
 exit $failed

@@ -1,4 +1,5 @@
 #include "error.h"
+#include "platform/log.h"
 #include "recording.h"
 #include "summary.h"
 #include "support.h"
@@ -19,6 +20,8 @@ protected:
                 seen += std::to_string(e.t_ns) + " " + std::to_string(static_cast<int>(e.kind)) + " " +
                         std::to_string(static_cast<int>(e.x)) + std::to_string(static_cast<int>(e.y)) +
                         std::to_string(static_cast<int>(e.z)) + "\n";
+            EXPECT_EQ(text.size(), events.lines().size());
+            EXPECT_EQ(text.size(), events.lines().bytes_read());
         }
         catch (const qv6d::error &e)
         {
@@ -37,6 +40,7 @@ TEST_F(Recording, ReadsBothForms)
     EXPECT_EQ("0 0 123\n5 2 456\n", read("t_ns,sensor,x,y,z\n0,acc,1,2,3\n5,mag,4,5,6\n"));
     EXPECT_EQ("0 0 123\n5 1 456\n", read("t_ns,sensor,x,y,z\r\n0, acc ,1,2,3\r\n\r\n5,gyr,4,5,6"));
     EXPECT_EQ("7 0 123\n7 1 456\n7 2 789\n", read("t_ns,ax,ay,az,gx,gy,gz,mx,my,mz\n7,1,2,3,4,5,6,7,8,9\n"));
+    EXPECT_EQ("-5 2 123\n", read("t_ns,sensor,x,y,z\n-5,mag," + std::string(4084, '0') + "1,2,3\n")); // 4096 characters
     EXPECT_EQ("", fault);
 }
 
@@ -49,6 +53,9 @@ TEST_F(Recording, SaysWhereAndWhatWasExpected)
     } cases[] = {
         {"", ": is empty, expected the header t_ns,sensor,x,y,z"},
         {"time,x\n", ":1: expected the header t_ns,sensor,x,y,z or t_ns,ax,ay,az,gx,gy,gz,mx,my,mz, found \"time,x\""},
+        {std::string(99, 'h'),
+         ":1: expected the header t_ns,sensor,x,y,z or t_ns,ax,ay,az,gx,gy,gz,mx,my,mz, found \"" +
+             std::string(80, 'h') + "\""},
         {header + good + "5,mag,1,2\n", ":3: expected 5 columns (t_ns,sensor,x,y,z), found 4"},
         {header + good + "5,mag,1,2,3,4\n", ":3: expected 5 columns (t_ns,sensor,x,y,z), found 6"},
         {header + good + "5,baro,1,2,3\n", ":3: column sensor: expected acc, gyr or mag, found \"baro\""},
@@ -74,6 +81,8 @@ TEST_F(Recording, AMalformedWideLineHandsOutNothingOfItself)
 {
     EXPECT_EQ("", read("t_ns,ax,ay,az,gx,gy,gz,mx,my,mz\n7,1,2,3,4,5,6,7,8,x\n"));
     EXPECT_EQ(path + ":2: column mz: expected a number, found \"x\"", fault);
+    read("t_ns,ax,ay,az,gx,gy,gz,mx,my,mz\n7,1,2,3,4,5,6,7,8,9\n6,1,2,3,4,5,6,7,8,9\n");
+    EXPECT_EQ(path + ":3: expected events in time order, found t_ns 6 after 7", fault);
 }
 
 TEST_F(Recording, LinesMayEndAnywhereInTheBuffer)
@@ -122,11 +131,27 @@ TEST(LogWatch, TellsResetsStartAndComplaints)
     qv6d::log_watch watch;
     for (const char *line : {"[load_file_cust      -0001]  [ERR] Cannot open x file.",
                              "[setup_cust_cfg      -0001]  [ERR] Could not parse 'a = b'",
+                             "[load_file_cust      -0001]  [ERR] StringBuf OverFlow.",
                              "[qvstorage_init      -0001]  [INFO] COMPARE_CFG [X]",
                              "[qvhcal_clear        -0001]  [INFO] HCAL CLEARD(RESET)",
                              "[qvhcal_clear        -0001]  [INFO] HCAL CLEARD(RESET)"})
         watch.take(line);
     EXPECT_EQ(2u, watch.resets());
     EXPECT_EQ(qv6d::start_kind::config_changed, watch.started());
-    EXPECT_EQ(std::vector<std::string>{"Could not parse 'a = b'"}, watch.complaints());
+    EXPECT_EQ((std::vector<std::string>{"Could not parse 'a = b'", "StringBuf OverFlow."}), watch.complaints());
+    watch.take("[qvstorage_init      -0001]  [INFO] LOAD_DAT_BAK [X] x");
+    EXPECT_EQ(qv6d::start_kind::data_unreadable, watch.started());
+}
+
+TEST(LogSink, LinesOfEveryLengthArriveWhole)
+{
+    std::string last;
+    qv6d::set_log_sink([&](std::string_view line) { last = line; });
+    for (const std::size_t length : {511, 512, 513, 2000})
+    {
+        const std::string text(length, 'x');
+        __android_log_print(6, "qvalgo", "%s", text.c_str());
+        EXPECT_EQ(text, last);
+    }
+    qv6d::set_log_sink(nullptr);
 }

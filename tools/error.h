@@ -15,6 +15,7 @@ enum exit_code : int
     EXIT_MALFORMED = 3, // a recording that does not read as one
     EXIT_INPUT = 4,     // a file that cannot be read
     EXIT_OUTPUT = 5,    // a file or directory that cannot be written
+    EXIT_INTERRUPTED = 130,
 };
 
 class error : public std::runtime_error

@@ -4,6 +4,7 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <exception>
 #include <utility>
 #include <vector>
 
@@ -11,6 +12,7 @@ namespace
 {
 std::function<void(std::string_view)> sink;
 std::vector<char> buffer(512);
+std::exception_ptr failure; // of the sink; the library's frames must not be unwound
 } // namespace
 
 namespace qv6d
@@ -19,6 +21,13 @@ namespace qv6d
 void set_log_sink(std::function<void(std::string_view)> take)
 {
     sink = std::move(take);
+    failure = nullptr;
+}
+
+void rethrow_sink_failure()
+{
+    if (failure)
+        std::rethrow_exception(std::exchange(failure, nullptr));
 }
 
 void log_watch::take(std::string_view line)
@@ -32,8 +41,17 @@ void log_watch::take(std::string_view line)
         started_ = start_kind::resumed;
     else if (has("LOAD_DAT_BAK [X]"))
         started_ = start_kind::data_unreadable;
-    else if (has("[ERR]") && (has("[load_file_cust ") || has("[setup_cust_cfg ")) && !has("Cannot open"))
-        complaints_.emplace_back(line.substr(line.find("[ERR]") + 6));
+    else if (has("[qvstorage_init ") && has("LOAD_CUST_FILE [X]"))
+        customer_file_left_ = true;
+    else if (has("[load_file_cust ") || has("[setup_cust_cfg "))
+        take_complaint(line.substr(line.find("]  ") + 3));
+}
+
+void log_watch::take_complaint(std::string_view text)
+{
+    constexpr std::string_view mark = "[ERR] ", missing = "Cannot open";
+    if (text.substr(0, mark.size()) == mark && text.substr(mark.size(), missing.size()) != missing)
+        complaints_.emplace_back(text.substr(mark.size()));
 }
 
 } // namespace qv6d
@@ -61,6 +79,13 @@ extern "C" int __android_log_print(int, const char *, const char *fmt, ...)
     std::string_view line(buffer.data(), static_cast<std::size_t>(length));
     while (!line.empty() && line.back() == '\n')
         line.remove_suffix(1);
-    sink(line);
+    try
+    {
+        sink(line);
+    }
+    catch (...)
+    {
+        failure = std::current_exception();
+    }
     return length;
 }

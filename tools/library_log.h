@@ -14,6 +14,9 @@ namespace qv6d
 // first call are dropped.
 void set_log_sink(std::function<void(std::string_view)> take);
 
+// What a sink throws is kept from the library's own frames; this throws it.
+void rethrow_sink_failure();
+
 // How the library came up.
 enum class start_kind
 {
@@ -45,7 +48,16 @@ public:
         return complaints_;
     }
 
+    // The library stopped reading the customer file, or could not open it.
+    bool customer_file_left() const
+    {
+        return customer_file_left_;
+    }
+
 private:
+    void take_complaint(std::string_view text);
+
+    bool customer_file_left_ = false;
     std::uint64_t resets_ = 0;
     start_kind started_ = start_kind::fresh;
     std::vector<std::string> complaints_;

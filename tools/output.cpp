@@ -19,6 +19,29 @@ static bool is_replaceable(const std::string &path)
     return !fs::exists(status) || fs::is_regular_file(status);
 }
 
+static bool same_file(const std::string &a, const std::string &b)
+{
+    if (a.empty() || b.empty() || a == "-" || b == "-")
+        return a == b && !a.empty();
+    std::error_code ignored;
+    const bool device = fs::exists(a, ignored) && !fs::is_regular_file(a, ignored); // may well be written twice
+    return !device &&
+           (fs::absolute(a).lexically_normal() == fs::absolute(b).lexically_normal() || fs::equivalent(a, b, ignored));
+}
+
+void refuse_overlap(const std::vector<std::string> &inputs, const std::vector<std::string> &outputs)
+{
+    for (std::size_t k = 0; k < outputs.size(); ++k)
+    {
+        for (const std::string &input : inputs)
+            if (outputs[k] != "-" && same_file(outputs[k], input))
+                throw error(EXIT_USAGE, fmt::format("{}: is read, and would be overwritten", outputs[k]));
+        for (std::size_t other = 0; other < k; ++other)
+            if (same_file(outputs[k], outputs[other]))
+                throw error(EXIT_USAGE, fmt::format("{}: would be written twice", outputs[k]));
+    }
+}
+
 output::output(const std::string &path) : path_(path == "-" ? "standard output" : fs::absolute(path).string())
 {
     if (path == "-")
@@ -45,9 +68,12 @@ output::~output()
 void output::flush()
 {
     const std::size_t written = std::fwrite(buffer_.data(), 1, buffer_.size(), file_.get());
-    if (written != buffer_.size() || std::fflush(file_.get()) != 0)
-        throw error(EXIT_OUTPUT, fmt::format("{}: cannot be written: {}", path_, std::strerror(errno)));
+    const bool failed = written != buffer_.size() || std::fflush(file_.get()) != 0;
     buffer_.clear();
+    if (failed && errno == EPIPE)
+        throw error(EXIT_OUTPUT, ""); // the reader has seen enough and knows
+    if (failed)
+        throw error(EXIT_OUTPUT, fmt::format("{}: cannot be written: {}", path_, std::strerror(errno)));
 }
 
 void output::finish()

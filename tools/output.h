@@ -6,9 +6,13 @@
 
 #include <fmt/format.h>
 #include <string>
+#include <vector>
 
 namespace qv6d
 {
+
+// Throws EXIT_USAGE when an output is also an input or another output. Empty names do not count.
+void refuse_overlap(const std::vector<std::string> &inputs, const std::vector<std::string> &outputs);
 
 class output
 {

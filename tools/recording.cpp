@@ -5,9 +5,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
+#include <cmath>
 #include <cstring>
 #include <filesystem>
 #include <fmt/format.h>
+#include <unistd.h>
 
 namespace qv6d
 {
@@ -42,6 +44,11 @@ Number take_number(const line_reader &lines, std::string_view *line, const char 
     const std::string_view field = take_field(line);
     Number value;
     const auto [end, status] = std::from_chars(field.data(), field.data() + field.size(), value);
+    if constexpr (std::is_same_v<Number, float>)
+        if (double wide; status == std::errc::result_out_of_range &&
+                         std::from_chars(field.data(), field.data() + field.size(), wide).ec == std::errc() &&
+                         std::abs(wide) < 1.0)
+            return static_cast<float>(wide); // nearer to zero than any number of this precision
     if (status == std::errc::result_out_of_range)
         lines.fail(fmt::format("column {}: \"{}\" is too large or too small for a {} number", column, field,
                                std::is_integral_v<Number> ? "64-bit" : "single-precision"));
@@ -100,12 +107,14 @@ bool line_reader::refill()
     std::memmove(buffer_.data(), buffer_.data() + begin_, end_ - begin_);
     end_ -= begin_;
     begin_ = 0;
-    const std::size_t read = std::fread(buffer_.data() + end_, 1, buffer_.size() - end_, file_.get());
-    if (read == 0 && std::ferror(file_.get()) != 0)
+    // Not fread, which would wait for a pipe to fill the buffer.
+    const ssize_t got = ::read(fileno(file_.get()), buffer_.data() + end_, buffer_.size() - end_);
+    if (got < 0 && errno == EINTR)
+        throw error(EXIT_INTERRUPTED, "interrupted");
+    if (got < 0)
         throw error(EXIT_INPUT, fmt::format("{}: cannot be read: {}", path_, std::strerror(errno)));
-    at_end_ = read == 0;
-    end_ += read;
-    return !at_end_;
+    end_ += static_cast<std::size_t>(got);
+    return got > 0;
 }
 
 void line_reader::skip_line()

@@ -32,7 +32,8 @@ struct file_closer
 {
     void operator()(std::FILE *file) const
     {
-        std::fclose(file);
+        if (file != stdin && file != stdout)
+            std::fclose(file);
     }
 };
 using file_handle = std::unique_ptr<std::FILE, file_closer>;
@@ -78,7 +79,7 @@ private:
     std::vector<char> buffer_;
     std::size_t begin_ = 0, end_ = 0; // of what is read and not yet handed out
     std::uint64_t line_ = 0, consumed_ = 0, size_ = 0;
-    bool at_end_ = false, skipping_ = false;
+    bool skipping_ = false;
 };
 
 bool is_recording_header(std::string_view line);

@@ -1,9 +1,11 @@
 #include "replay.h"
 
+#include "error.h"
 #include "library_log.h"
 #include "progress.h"
 #include "state_dir.h"
 
+#include <csignal>
 #include <filesystem>
 
 namespace qv6d
@@ -11,6 +13,30 @@ namespace qv6d
 
 namespace
 {
+
+volatile std::sig_atomic_t interrupted = 0;
+
+// An interrupt ends the replay in order while this lives: temporary files go, nothing half-written stays.
+class interruptible
+{
+public:
+    interruptible()
+    {
+        struct sigaction action = {}; // without SA_RESTART: a read that waits ends too
+        action.sa_handler = [](int) { interrupted = 1; };
+        for (const int signal : {SIGINT, SIGTERM})
+            sigaction(signal, &action, nullptr);
+    }
+
+    ~interruptible()
+    {
+        for (const int signal : {SIGINT, SIGTERM})
+            std::signal(signal, SIG_DFL);
+    }
+
+    interruptible(const interruptible &) = delete;
+    interruptible &operator=(const interruptible &) = delete;
+};
 
 // The library's log goes to the listener while this lives.
 class listening
@@ -57,6 +83,8 @@ void feed(const replay_settings &settings, const replay_listener &listener, reco
     std::uint64_t seen = 0, mag_seen = 0;
     for (event e; events->next(&e);)
     {
+        if (interrupted != 0)
+            throw error(EXIT_INTERRUPTED, "interrupted");
         if (listener.on_event)
             listener.on_event(e);
         bar.update(events->lines().bytes_read(), ++seen);
@@ -68,6 +96,7 @@ void feed(const replay_settings &settings, const replay_listener &listener, reco
         if (++mag_seen % settings.every != 0)
             continue;
         const sample_result result = device->measure(e);
+        rethrow_sink_failure();
         if (listener.on_result)
             listener.on_result(e, result);
     }
@@ -82,9 +111,11 @@ void replay(const replay_settings &settings, const replay_listener &listener)
     if (!settings.config.empty())
         state.install_config(settings.config);
 
+    const interruptible stop;
     const listening ears(listener);
     const directory_kept home;
     service device({state.path().string(), settings.counts, settings.notify_gyro, settings.debug});
+    rethrow_sink_failure();
     feed(settings, listener, &events, &device);
     device.finish();
 }

@@ -3,9 +3,11 @@
 #include "api/qvs_start.h"
 #include "error.h"
 #include "qv6dalgo.h"
+#include "storage/qvstorage_object.h"
 
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <fmt/format.h>
 #include <unistd.h>
 
@@ -34,7 +36,13 @@ service::service(const service_settings &settings) : settings_(settings)
     if (settings.debug)
         qvalgo_config_debug(1);
     if (qvs_start(CUSTOMER_FILE, CFGBAK, DATBAK) != 0)
-        throw error(EXIT_OUTPUT, fmt::format("{}/{}: cannot be written", settings.state_dir, CFGBAK));
+        throw error(EXIT_OUTPUT, fmt::format("{}: cannot be written", kept(qvstorage_object.env.cfg.cfgbak)));
+}
+
+// A path of the configuration as seen from outside the state directory.
+std::string service::kept(const char *path) const
+{
+    return (std::filesystem::path(settings_.state_dir) / path).string();
 }
 
 void service::feed(const event &e)
@@ -85,7 +93,11 @@ sample_result service::measure(const event &e)
 
 void service::finish()
 {
-    qvalgo_term();
+    qvalgo_term(); // says nothing of a failure: what was saved is read back
+    qvstorage_bak saved;
+    const char *path = qvstorage_object.env.cfg.datbak;
+    if (load_file_bak(&saved, path) != 0)
+        throw error(EXIT_OUTPUT, fmt::format("{}: cannot be written, what was learnt is lost", kept(path)));
 }
 
 } // namespace qv6d

@@ -48,10 +48,12 @@ public:
     // Feeds a magnetometer event: calibration step, fusion step, getters.
     sample_result measure(const event &e);
 
-    // Saves the calibration.
+    // Saves the calibration. Throws qv6d::error when that failed.
     void finish();
 
 private:
+    std::string kept(const char *path) const;
+
     service_settings settings_;
 };
 

@@ -87,7 +87,7 @@ public:
 private:
     static constexpr double YAW_RATE = 1.5;    // rad/s
     static constexpr double TUMBLE_RATE = 1.6; // rad/s, amplitude of each wave
-    static constexpr double STEP = 1e-3;       // s, of the integration of the tumble
+    static constexpr double STEP_MAX = 1e-3;   // s, of the integration of the tumble
 
     struct wave
     {
@@ -99,17 +99,26 @@ private:
         }
     };
 
-    // Each axis turns at a rate of two waves; t must not go back.
+    Vector3d tumble_rate(double t) const
+    {
+        Vector3d rate;
+        for (int axis = 0; axis < 3; ++axis)
+            rate[axis] = TUMBLE_RATE * (waves_[2 * axis].at(t) + waves_[2 * axis + 1].at(t));
+        return rate;
+    }
+
+    // Each axis turns at a rate of two waves, integrated up to exactly t, which must not go back.
     Quaterniond tumbled(double t)
     {
-        for (; tumbled_until_ + STEP <= t; tumbled_until_ += STEP)
+        const double from = tumbled_until_;
+        const int steps = static_cast<int>(std::ceil((t - from) / STEP_MAX));
+        for (int k = 0; k < steps; ++k)
         {
-            Vector3d rate;
-            for (int axis = 0; axis < 3; ++axis)
-                rate[axis] =
-                    TUMBLE_RATE * (waves_[2 * axis].at(tumbled_until_) + waves_[2 * axis + 1].at(tumbled_until_));
-            tumbled_ = (tumbled_ * Quaterniond(AngleAxisd(rate.norm() * STEP, rate.normalized()))).normalized();
+            const double step = (t - from) / steps;
+            const Vector3d turn = tumble_rate(from + (k + 0.5) * step) * step;
+            tumbled_ = (tumbled_ * Quaterniond(AngleAxisd(turn.norm(), turn.normalized()))).normalized();
         }
+        tumbled_until_ = t;
         return tumbled_;
     }
 
@@ -131,8 +140,7 @@ private:
 Vector3d turn_rate(const Quaterniond &from, const Quaterniond &to, double seconds)
 {
     const AngleAxisd turn(from.conjugate() * to);
-    const double angle = turn.angle() > std::numbers::pi ? turn.angle() - TURN : turn.angle();
-    return turn.axis() * (angle / seconds);
+    return turn.axis() * (turn.angle() / seconds);
 }
 
 void print_event(output *out, std::int64_t t_ns, const char *sensor, const Vector3d &v)
@@ -144,6 +152,7 @@ void print_event(output *out, std::int64_t t_ns, const char *sensor, const Vecto
 
 void simulate(const simulate_options &options)
 {
+    refuse_overlap({}, {options.output, options.truth});
     output events(options.output);
     std::optional<output> truth;
     if (!options.truth.empty())
@@ -160,7 +169,7 @@ void simulate(const simulate_options &options)
     if (truth)
         truth->print("t_ns,qw,qx,qy,qz\n");
 
-    const auto count = static_cast<std::int64_t>(options.duration * options.rate);
+    const std::int64_t count = std::llround(options.duration * options.rate);
     Quaterniond before = device.attitude(0.0);
     for (std::int64_t i = 0; i < count; ++i)
     {

@@ -31,15 +31,19 @@ void add_simulate(CLI::App *app, int *)
         ->default_str("tumble");
     command->add_option("--seed", options->seed, "Seed of motion and noise")->capture_default_str();
     command->add_option("--rate", options->rate, "Events per second of each sensor")
-        ->check(CLI::Range(0.1, 10000.0))
+        ->check(within(0.1, 10000.0))
         ->capture_default_str();
-    command->add_option("--duration", options->duration, "Seconds")->check(CLI::Range(0.0, 1e6))->capture_default_str();
-    command->add_option("--field", options->field, "Field strength, µT")->capture_default_str();
-    command->add_option("--dip", options->dip, "Dip of the field below the horizon, degrees")->capture_default_str();
+    command->add_option("--duration", options->duration, "Seconds")->check(within(0.0, 1e6))->capture_default_str();
+    command->add_option("--field", options->field, "Field strength, µT")
+        ->check(within(0.0, 1e6))
+        ->capture_default_str();
+    command->add_option("--dip", options->dip, "Dip of the field below the horizon, degrees")
+        ->check(within(-90.0, 90.0))
+        ->capture_default_str();
     add_numbers(command, "--offset", &options->offset, "Hard-iron offset X,Y,Z in µT [0,0,0]");
     add_numbers(command, "--soft-iron", &options->soft_iron, "Soft-iron matrix, nine numbers row by row [identity]");
     command->add_option("--noise", options->noise, "Noise of the field, µT per axis")
-        ->check(CLI::NonNegativeNumber)
+        ->check(within(0.0, 1e6))
         ->capture_default_str();
     command->callback([options] { simulate(*options); });
 }

@@ -54,6 +54,8 @@ double distance(const float offset[3], const std::array<double, 3> &truth)
 
 nlohmann::json json_of(const running_stats &stats)
 {
+    if (stats.empty())
+        return nullptr;
     return {{"mean", stats.mean()}, {"stdev", stats.stdev()}};
 }
 
@@ -84,7 +86,8 @@ void summary::count(const event &e)
 
 double summary::seconds(std::int64_t t_ns) const
 {
-    return (static_cast<double>(t_ns) - static_cast<double>(first_t_ns_)) / 1e9;
+    const std::uint64_t past = static_cast<std::uint64_t>(t_ns) - static_cast<std::uint64_t>(first_t_ns_);
+    return static_cast<double>(past) / 1e9;
 }
 
 void summary::add(const sample_result &result, const std::array<double, 3> &raw_field)
@@ -160,7 +163,7 @@ std::string summary::json(const std::string &recording, const std::optional<std:
     };
     if (true_offset)
         out["offset_error_ut"] = distance(last_.offset, *true_offset);
-    return out.dump(2) + "\n";
+    return out.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
 }
 
 } // namespace qv6d

@@ -18,6 +18,16 @@ class running_stats
 public:
     void add(double value);
 
+    std::uint64_t count() const
+    {
+        return count_;
+    }
+
+    bool empty() const
+    {
+        return count_ == 0;
+    }
+
     double mean() const
     {
         return mean_;
