@@ -264,8 +264,8 @@ TEST_F(Service, DebugSwitchShowsEveryStep)
         "qvhcal_update: QVMOTION_MOVEMENT__STABLE",
         "exponential_smothing: expo_smooth1 ",
         "update_accuracy: update_accuracy (",
-        "qvhcal_update: hcal_out 1.500000 3.000000 4.500000, 0.000000 0.000000 0.000000 0.000000, 1.500000 3.000000 "
-        "4.500000 5.612486, 0, 0, 0 18",
+        ("qvhcal_update: hcal_out 1.500000 3.000000 4.500000, 0.000000 0.000000 0.000000 0.000000, 1.500000 3.000000 "
+         "4.500000 5.612486, 0, 0, 0 18"),
         "qvhcal_update: ----------",
         "qvenv_update_acclevel: n_item = 3 / n=0",
         "qvalgo_update_fusion: ALGO_ACC_MAG : ACC(",
