@@ -147,7 +147,7 @@ TEST(LogSink, LinesOfEveryLengthArriveWhole)
 {
     std::string last;
     qv6d::set_log_sink([&](std::string_view line) { last = line; });
-    for (const std::size_t length : {511, 512, 513, 2000})
+    for (const std::size_t length : {511u, 512u, 513u, 2000u})
     {
         const std::string text(length, 'x');
         __android_log_print(6, "qvalgo", "%s", text.c_str());
