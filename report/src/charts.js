@@ -1,11 +1,12 @@
 const colour = name => getComputedStyle(document.documentElement).getPropertyValue(`--${name}`).trim();
-const CONFIG = { displaylogo: false, modeBarButtonsToRemove: ["select2d", "lasso2d", "autoScale2d"] };
+// A recording is its owner's: the button that would hand a chart to the library's maker, there by default, is not.
+const CONFIG = { displaylogo: false, showSendToCloud: false, plotlyServerURL: "", modeBarButtonsToRemove: ["select2d", "lasso2d", "autoScale2d"] };
 const TOUCH = matchMedia("(pointer: coarse)").matches; // there a drag scrolls the page
 const PROJECTED = 1500; // points per projection: each is an element of its own
 
 // The library reads texts as mark-up.
 const escaped = text => String(text).replace(/&/g, "&amp;").replace(/</g, "&lt;");
-const wrapped = text => escaped(text).replace(/(.{40,60}?)[ ,](?=.)/g, "$1<br>");
+const wrapped = text => escaped(text).replace(/(.{40,60}?,?) (?=.)/g, "$1<br>");
 
 function look() {
   const axis = { color: colour("soft"), gridcolor: colour("line"), zerolinecolor: colour("line"), linecolor: colour("line") };
@@ -81,10 +82,8 @@ function timeTraces() {
         hovertext: mine.map(e => `${wrapped(e.what)}${e.figures ? `<br>${wrapped(e.figures)}` : ""}`), hovertemplate: "%{hovertext}<extra></extra>",
       };
     }),
-    {
-      ...line(grades.flatMap(g => [g.grade, g.grade]), "grade", "y2", "text", { x: grades.flatMap(g => [g.from, g.to]) }),
-      hovertemplate: "grade %{y}<extra></extra>",
-    },
+    line(grades.flatMap(g => [g.grade, g.grade]), "grade", "y2", "text", { x: grades.flatMap(g => [g.from, g.to]), hoverinfo: "skip", hovertemplate: "" }),
+    line(samples.grade, "sample's grade", "y2", "text", { line: { width: 0 }, hovertemplate: "grade %{y}<extra></extra>" }), // for the hover only
     line(samples.raw_norm, "raw norm", "y3", "raw", few),
     line(calibrated, "calibrated norm", "y4", "cal", few),
     line(radius, "radius", "y4", "radius", { ...few, line: { width: 1.5, color: colour("radius"), dash: "dash" } }),
@@ -99,7 +98,7 @@ const swatch = (style, text, sign = "—") => `<span style="color:${colour(style
 function timePanels() {
   const radius = published?.radius ?? best?.radius;
   return [
-    { height: 130, title: "Events", axis: { type: "category", categoryorder: "array", range: [-0.6, 5.6], fixedrange: true,
+    { height: 130, title: "Events", axis: { type: "category", categoryorder: "array", range: [-0.6, 5.6], dtick: 1, fixedrange: true,
       categoryarray: Object.values(KINDS).map(kind => kind.label).reverse() } },
     { height: 70, title: "Grade", axis: { range: [-0.5, 3.5], dtick: 1, fixedrange: true } },
     { height: 120, title: `Raw norm, µT ${swatch("raw", "")}` },
@@ -110,6 +109,14 @@ function timePanels() {
   ];
 }
 
+// From the first thing drawn to the last, with room for the markers at the ends.
+function timeRange() {
+  const times = [...samples.t, ...events.map(e => e.t), ...grades.flatMap(g => [g.from, g.to])].filter(known);
+  const first = times.reduce((a, b) => Math.min(a, b), Infinity), last = times.reduce((a, b) => Math.max(a, b), -Infinity);
+  const room = Math.max(0.01 * (last - first), report.timed ? 0.1 : 1);
+  return times.length ? [first - room, last + room] : [0, 1];
+}
+
 function timeLayout() {
   const { axis } = look();
   const panels = timePanels(), gap = 34, margin = { l: 74, r: 12, t: 28, b: 44 };
@@ -117,7 +124,7 @@ function timeLayout() {
   const layout = {
     height: inner + margin.t + margin.b, margin, shapes: [...bands(), ...eventLines()], annotations: [],
     hovermode: "x unified", hoversubplots: "axis", dragmode: TOUCH ? false : "zoom",
-    xaxis: { ...axis, anchor: "y6", title: { text: report.timed ? "seconds" : "sample" }, zeroline: false, hoverformat: report.timed ? ".2f" : "d",
+    xaxis: { ...axis, anchor: "y6", title: { text: report.timed ? "seconds" : "sample" }, range: timeRange(), zeroline: false, hoverformat: report.timed ? ".2f" : "d",
       unifiedhovertitle: { text: report.timed ? "<b>%{x} s</b>" : "<b>sample %{x}</b>" } },
   };
   let top = inner;
@@ -136,9 +143,8 @@ function drawTime() {
 }
 
 function zoomTime(range) {
-  const change = range ? { "xaxis.range": range } : { "xaxis.autorange": true };
   if (document.getElementById("time").layout)
-    Plotly.relayout("time", change);
+    Plotly.relayout("time", { "xaxis.range": range ?? timeRange() });
 }
 
 // ---- the field
@@ -176,11 +182,14 @@ function cube(field, chosen) {
 
 // Grades in their colours, or time from dark to light.
 function markerColours(chosen, by) {
-  if (by === "grade")
-    return { color: chosen.map(i => colour(GRADES[samples.grade[i]] ? `grade${samples.grade[i]}` : "unknown")) };
+  if (by === "grade") {
+    const colours = GRADES.map((_, grade) => colour(`grade${grade}`)), unknown = colour("unknown");
+    return { color: chosen.map(i => colours[samples.grade[i]] ?? unknown) };
+  }
+  const times = samples.t.filter(known);
   return {
-    color: chosen.map(i => samples.t[i]), colorscale: "Cividis",
-    colorbar: { orientation: "h", thickness: 8, len: 0.8, y: 0, yanchor: "top", title: { text: unit, side: "right" } },
+    color: chosen.map(i => samples.t[i]), colorscale: "Cividis", cmin: times[0], cmax: times.at(-1),
+    colorbar: { orientation: "h", thickness: 8, len: 0.8, y: 0, yanchor: "top", outlinewidth: 0, ticksuffix: report.timed ? " s" : "" },
   };
 }
 
@@ -216,7 +225,8 @@ function drawCloud(kind, options) {
   ];
   const ranges = chosen.length ? cube(field, chosen) : [];
   const side = (name, i) => ({ ...axis, title: { text: `${name}, µT` }, range: ranges[i], showspikes: false, nticks: 6 });
-  const scene = { aspectmode: "cube", dragmode: "turntable", camera: { eye: { x: 1.35, y: 1.35, z: 0.7 } }, xaxis: side("x", 0), yaxis: side("y", 1), zaxis: side("z", 2) };
+  const eye = document.getElementById(`cloud-${kind}`).clientWidth < 450 ? 1.5 : 1.25;
+  const scene = { aspectmode: "cube", dragmode: "turntable", camera: { eye: { x: eye, y: eye, z: eye / 2 } }, xaxis: side("x", 0), yaxis: side("y", 1), zaxis: side("z", 2) };
   plot(`cloud-${kind}`, `${field.name} in three dimensions, ${chosen.length} points.`, traces,
     { ...layout, height: 460, margin: { l: 0, r: 0, t: 0, b: options.by === "t" ? 40 : 0 }, scene }, chosen.length === 0 && field.nothing);
 }

@@ -24,7 +24,7 @@ function showVerdict() {
   document.title = `${report.title} – ${report.headline}`;
   at("source").textContent = `${report.title}, ${report.source === "log" ? "a device's log" : "a recording"}`;
   at("headline").textContent = report.headline;
-  at("headline").dataset.state = published ? "yes" : "no";
+  at("headline").dataset.state = grades.at(-1)?.grade > 0 ? "yes" : "no";
   at("verdict").append(...(report.verdict ?? []).map(sentence => make("li", {}, sentence)));
   at("version").textContent = `qv6d replay --report, version ${report.version}`;
 }
@@ -42,7 +42,7 @@ function showFigures() {
   if (best && best.residual > 0.1 * best.radius)
     notes.push("The best sphere fits badly: the field or the offset changed during the recording, so it is no measure of the truth at every moment.");
   if (samples.t.length < counts.samples)
-    notes.push(`Drawn is every ${Math.round(counts.samples / Math.max(1, samples.t.length))}. sample or so (${samples.t.length} of ${counts.samples}).`);
+    notes.push(`The charts and the norms show ${samples.t.length} of ${counts.samples} samples, evenly picked.`);
   at("figures-note").textContent = notes.join(" ");
 }
 
@@ -56,18 +56,17 @@ function showFates() {
     seen.map(([words, n]) => [words, String(n), make("span", { class: "bar", style: `width:${(100 * n) / most}%` })]), [1]));
 }
 
-// A grade tells the truth if the better it is, the nearer the field's norm is to the best radius.
+// A grade tells the truth if the better it is, the nearer the norm is to the radius and the offset to the best one.
 function showWorth() {
-  const truth = best ?? published;
   const rows = GRADES.map((name, grade) => {
     const mine = indices(i => samples.grade[i] === grade), drawn = mine.filter(calKnown);
-    const miss = spread(drawn.map(i => (truth ? Math.abs(samples.cal_norm[i] - truth.radius) : null)));
+    const miss = spread(drawn.map(i => (known(samples.cal_norm[i]) && samples.radius[i] > 0 ? Math.abs(samples.cal_norm[i] - samples.radius[i]) : null)));
     const off = spread(drawn.map(i => (best ? distance([samples.off_x[i], samples.off_y[i], samples.off_z[i]], best.centre) : null)));
-    return [make("span", {}, key(`grade${grade}`), ` ${grade} ${name}`), mine.length ? `${number((100 * mine.length) / samples.t.length, 0)} %` : "–",
+    return [make("span", { class: "kind" }, key(`grade${grade}`), ` ${grade} ${name}`), mine.length ? `${number((100 * mine.length) / samples.t.length, 0)} %` : "–",
       meanAndSpread(spread(drawn.map(i => samples.cal_norm[i]))).replace(" µT", ""), number(miss?.mean), number(off?.mean)];
   });
-  at("worth").append(table("While an offset was published, µT", ["Grade", "Share", "Calibrated norm", "Norm off the radius", "Offset off the best"], rows, [1, 2, 3, 4]));
-  at("worth-note").textContent = "A grade that tells the truth has smaller values in the last two columns the higher it is; they compare with the best sphere.";
+  at("worth").append(table("Means in µT while an offset was published", ["Grade", "Share", "Calibrated norm", "Norm to radius", "Offset to best"], rows, [1, 2, 3, 4]));
+  at("worth-note").textContent = "A grade that tells the truth has smaller distances the higher it is: of the calibrated norm to the published radius, and of the published offset to the best sphere's centre.";
 }
 
 // ---- legends, notes and switches

@@ -61,6 +61,9 @@ test("a recording: every chart holds its points, nothing complains, nothing is f
   assert.ok(Object.keys(held).length >= 10, JSON.stringify(held));
   for (const [chart, n] of Object.entries(held))
     assert.ok(n >= 100, `${chart} holds ${n} points`);
+  // The chart library's default button uploads the data to its maker.
+  const buttons = await page.$$eval(".modebar-btn", all => all.map(button => button.dataset.title ?? button.getAttribute("aria-label") ?? ""));
+  assert.ok(buttons.length > 0 && !buttons.some(title => /share|cloud|studio/i.test(title)), buttons.join(", "));
   assert.match(await page.textContent("#headline"), /^Calibrated since \d+\.\d s$/);
   assert.match(await page.textContent("#verdict"), /published offset is 0\.\d µT away/);
   await page.close();
