@@ -42,7 +42,7 @@ function showFigures() {
   if (best && best.residual > 0.1 * best.radius)
     notes.push("The best sphere fits badly: the field or the offset changed during the recording, so it is no measure of the truth at every moment.");
   if (samples.t.length < counts.samples)
-    notes.push(`The charts and the norms show ${samples.t.length} of ${counts.samples} samples, evenly picked.`);
+    notes.push(`The charts and the table by grade show ${samples.t.length} of ${counts.samples} samples, evenly picked; the other figures use all.`);
   at("figures-note").textContent = notes.join(" ");
 }
 
