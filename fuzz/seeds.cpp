@@ -43,19 +43,22 @@ void customer_file_seeds()
 {
     qvstorage storage = {};
     setup_default_cfg(&storage);
-    std::string defaults, dictionary;
+    std::string defaults,
+        dictionary = "\"=nan\"\n\"=-inf\"\n\"=1e99\"\n\"=-1e99\"\n\"=1e-310\"\n\"=-1\"\n\"=0x7fffffff\"\n";
     for (const customer_key &key : CUSTOMER_KEYS)
     {
         defaults += std::string(key.name) + " = " + shown(storage.cfg, key) + "\n";
-        dictionary += '"' + std::string(key.name) + "=\"\n";
+        dictionary += '"' + std::string(key.name) + "\"\n";
     }
     std::ofstream(root / "customer_file.dict") << dictionary;
     write("customer_file", "defaults", defaults);
-    write("customer_file", "short_buffer", "hcal.rbufsize=3\nhcal.rdummycnt=0\nhcal.readycnt=1\nhcal.rlsm.routmafsize=2\n"
-                                           "hcal.motion.sendiffmin=1e-300\nhcal.motion.stdevmin=0\n");
-    write("customer_file", "unusual", "# comment\n%\n\r\n=\n a\t= b \nenv.accthr=nan\nenv.gyrthr=-inf\r\n"
-                                      "hcal.rbufsize=1e99\nhcal.incmask=0x7fffffff\nenv.cfgbak=" +
-                                          std::string(63, 'p') + "\n" + std::string(125, ' ') + "\nnone\nenv.endbg=\n");
+    write("customer_file", "short_buffer",
+          "hcal.rbufsize=3\nhcal.rdummycnt=0\nhcal.readycnt=1\nhcal.rlsm.routmafsize=2\n"
+          "hcal.motion.sendiffmin=1e-300\nhcal.motion.stdevmin=0\n");
+    write("customer_file", "unusual",
+          "# comment\n%\n\r\n=\n a\t= b \nenv.accthr=nan\nenv.gyrthr=-inf\r\n"
+          "hcal.rbufsize=1e99\nhcal.rdummycnt=nan\nhcal.incmask=0x7fffffff\nenv.cfgbak=" +
+              std::string(63, 'p') + "\n" + std::string(125, ' ') + "\nnone\nenv.endbg=\n");
 }
 
 // The two files of a device that was turned until it was calibrated.
@@ -79,7 +82,8 @@ void record_file_seeds()
 void call_seeds()
 {
     const std::string start(1, '\0'), stop(1, '\3'), init(1, '\2');
-    const std::string turn = "\5\x5A" + std::string(2, '\0') + std::string("\x20\0\x32\x20\0\xB5\x20\0\x19\x20\0\x50", 12);
+    const std::string turn =
+        "\5\x5A" + std::string(2, '\0') + std::string("\x20\0\x32\x20\0\xB5\x20\0\x19\x20\0\x50", 12);
     write("calls", "day", start + turn + stop + start + turn + stop);
     write("calls", "own_settings", std::string("\x0B\x80\x05\x80\x01\x80\x02", 7) + init + turn + stop);
     std::string each;

@@ -10,12 +10,12 @@ void start()
     qvs_start(CUSTOMER_FILE, CONFIGURATION_BACKUP, DATA_BACKUP);
 }
 
-// Dirty destinations: a getter that reads what it should write shows under the sanitizers' eyes or as a difference.
+// Dirty destinations, so that what a getter leaves alone can be told from what it writes.
 static void call_getters()
 {
     using getter = int32_t (*)(qvs_output *);
-    static constexpr getter GETTERS[] = {QVS_getGravity,        QVS_getRotationVector,     QVS_getOrientation,
-                                         QVS_getLinearaccel,    QVS_getGameRotationVector, QVS_getGeoMagnetic,
+    static constexpr getter GETTERS[] = {QVS_getGravity,     QVS_getRotationVector,     QVS_getOrientation,
+                                         QVS_getLinearaccel, QVS_getGameRotationVector, QVS_getGeoMagnetic,
                                          QVS_getVirtualGyro};
     for (const getter get : GETTERS)
     {
