@@ -1,0 +1,26 @@
+// The cases, by subject, and the recordings they run over.
+#pragma once
+
+#include "samples.h"
+
+namespace bench
+{
+
+struct recordings
+{
+    std::vector<pair> tumbling, still, disturbed;
+};
+
+// Register cases, the reference first. The recordings must outlive the run.
+void add_steps(const recordings &given);
+void add_operations(const recordings &given);
+void add_lifecycle();
+
+// Median and worst call of a pass, ns, each call at the best of several passes.
+struct call_times
+{
+    double median, worst;
+};
+call_times time_calls(const std::vector<pair> &pairs);
+
+} // namespace bench

@@ -1,0 +1,115 @@
+// qv6d_bench DIRECTORY: times every case over the recordings tumbling.csv and still.csv of the directory, and prints a
+// line for each: name, tab, nanoseconds (the best of the repetitions), tab, multiple of the reference. With --pairs N
+// nothing is timed: the first N pairs of the tumbling recording go through the library, for a profiler to count.
+
+#include "cases.h"
+
+#include <algorithm>
+#include <benchmark/benchmark.h>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <map>
+#include <string>
+
+// What the platform's log does before it writes: the line is made, and dropped.
+extern "C" int __android_log_print(int, const char *, const char *fmt, ...)
+{
+    static char line[1024];
+    va_list arguments;
+    va_start(arguments, fmt);
+    const int length = std::vsnprintf(line, sizeof line, fmt, arguments);
+    va_end(arguments);
+    benchmark::DoNotOptimize(line);
+    return length;
+}
+
+namespace
+{
+
+// Repetitions of the cases are mixed, so that a busy minute of the machine meets all of them.
+class best_times : public benchmark::BenchmarkReporter
+{
+public:
+    bool ReportContext(const Context &) override
+    {
+        return true;
+    }
+
+    void ReportRuns(const std::vector<Run> &runs) override
+    {
+        for (const Run &run : runs)
+        {
+            if (run.run_type != Run::RT_Iteration)
+                continue;
+            const double ns = run.cpu_accumulated_time / static_cast<double>(run.iterations) * 1e9;
+            best &b = best_.try_emplace(run.family_index, best{run.run_name.function_name, ns}).first->second;
+            b.ns = std::min(b.ns, ns);
+        }
+    }
+
+    void add(const std::string &name, double ns)
+    {
+        best_.emplace(best_.empty() ? 0 : best_.rbegin()->first + 1, best{name, ns});
+    }
+
+    void print() const
+    {
+        const double reference = best_.begin()->second.ns; // registered first
+        for (const auto &[place, b] : best_)
+            std::printf("%s\t%.1f\t%.2f\n", b.name.c_str(), b.ns, b.ns / reference);
+    }
+
+private:
+    struct best
+    {
+        std::string name;
+        double ns;
+    };
+    std::map<std::int64_t, best> best_; // in the order of registration
+};
+
+} // namespace
+
+static void time_everything(const bench::recordings &given)
+{
+    char program[] = "qv6d_bench", repetitions[] = "--benchmark_repetitions=15",
+         mixed[] = "--benchmark_enable_random_interleaving=true", time[] = "--benchmark_min_time=0.02";
+    char *options[] = {program, repetitions, mixed, time};
+    int count = 4;
+    benchmark::Initialize(&count, options);
+    bench::add_steps(given);
+    bench::add_operations(given);
+    bench::add_lifecycle();
+
+    best_times times;
+    benchmark::RunSpecifiedBenchmarks(&times);
+    const bench::call_times calls = bench::time_calls(given.tumbling);
+    times.add("pair, tumbling, median call", calls.median);
+    times.add("pair, tumbling, worst call", calls.worst);
+    times.print();
+}
+
+int main(int count, char **arguments)
+{
+    const bool pairs_only = count == 4 && std::string(arguments[2]) == "--pairs";
+    if (count != 2 && !pairs_only)
+    {
+        std::fprintf(stderr, "usage: qv6d_bench DIRECTORY [--pairs N]\n");
+        return 2;
+    }
+    const std::string directory = arguments[1];
+    bench::recordings given = {bench::load(directory + "/tumbling.csv"), bench::load(directory + "/still.csv"), {}};
+    given.disturbed = bench::disturbed(given.tumbling);
+    if (!pairs_only)
+    {
+        time_everything(given);
+        return 0;
+    }
+    bench::restart();
+    qvs_calibration result;
+    const std::size_t pairs = std::strtoul(arguments[3], nullptr, 10);
+    for (std::size_t i = 0; i < std::min(pairs, given.tumbling.size()); ++i)
+        bench::step(given.tumbling[i], &result);
+    return 0;
+}
