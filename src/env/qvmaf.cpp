@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <limits>
+#include <type_traits>
 
 int32_t qvmaf_config(qvmaf_cfg *cfg, int32_t n_order, int32_t n_item)
 {
@@ -30,28 +32,55 @@ int32_t qvmaf_clear(qvmaf *filter)
     return 0;
 }
 
-// Newest to oldest: the order of summation decides the last bit.
-static double column_mean(const qvmaf &filter, int32_t item)
+// Calls operation with the number of components as a constant: rows are then moved and summed component beside
+// component, without a loop over them. Outside 1..4 there are none.
+template <typename Operation>
+static void with_items(const qvmaf &filter, Operation operation)
 {
-    double sum = 0.0;
-    for (int32_t row = 0; row < filter.n; ++row)
-        sum += filter.buf[row][item];
-    return sum / filter.n;
+    switch (filter.n_item)
+    {
+    case 1:
+        return operation(std::integral_constant<int32_t, 1>());
+    case 2:
+        return operation(std::integral_constant<int32_t, 2>());
+    case 3:
+        return operation(std::integral_constant<int32_t, 3>());
+    case 4:
+        return operation(std::integral_constant<int32_t, 4>());
+    default:
+        return;
+    }
 }
 
-static void push(qvmaf &filter, const double *sample)
+// Newest to oldest: the order of summation decides the last bit.
+template <int32_t n_item>
+static void average(const qvmaf &filter, double *mean)
+{
+    double sum[n_item] = {};
+    for (int32_t row = 0; row < filter.n; ++row)
+        for (int32_t item = 0; item < n_item; ++item)
+            sum[item] += filter.buf[row][item];
+    for (int32_t item = 0; item < n_item; ++item)
+        mean[item] = sum[item] / filter.n;
+}
+
+template <int32_t n_item>
+static void push_row(qvmaf &filter, const double *sample)
 {
     for (int32_t row = QVMAF_ORDER_MAX - 1; row > 0; --row)
-        std::copy_n(filter.buf[row - 1], filter.n_item, filter.buf[row]);
-    std::copy_n(sample, filter.n_item, filter.buf[0]);
-    filter.n = std::min(filter.n + 1, filter.n_order);
+        std::memcpy(filter.buf[row], filter.buf[row - 1], n_item * sizeof(double));
+    std::memcpy(filter.buf[0], sample, n_item * sizeof(double));
 }
 
 int32_t qvmaf_run(qvmaf *filter, const double *sample, double *mean)
 {
-    push(*filter, sample);
-    for (int32_t item = 0; item < filter->n_item; ++item)
-        mean[item] = column_mean(*filter, item);
+    filter->n = std::min(filter->n + 1, filter->n_order);
+    with_items(*filter,
+               [=](auto n_item)
+               {
+                   push_row<n_item>(*filter, sample);
+                   average<n_item>(*filter, mean);
+               });
     return 0;
 }
 
@@ -84,9 +113,22 @@ int32_t qvmaf_get_avg(const qvmaf *filter, double *mean)
         QVLOG("[ERR] could not calculate average (n==0)\n");
         return -1;
     }
-    for (int32_t item = 0; item < filter->n_item; ++item)
-        mean[item] = column_mean(*filter, item);
+    with_items(*filter, [=](auto n_item) { average<n_item>(*filter, mean); });
     return 0;
+}
+
+template <int32_t n_item>
+static void deviation(const qvmaf &filter, const double *mean, double *stdev)
+{
+    double squares[n_item] = {};
+    for (int32_t row = 0; row < filter.n; ++row)
+        for (int32_t item = 0; item < n_item; ++item)
+        {
+            const double d = filter.buf[row][item] - mean[item];
+            squares[item] += d * d;
+        }
+    for (int32_t item = 0; item < n_item; ++item)
+        stdev[item] = std::sqrt(squares[item] / filter.n);
 }
 
 int32_t qvmaf_get_stdev(const qvmaf *filter, double *stdev)
@@ -94,15 +136,6 @@ int32_t qvmaf_get_stdev(const qvmaf *filter, double *stdev)
     double mean[QVMAF_ITEM_MAX];
     if (qvmaf_get_avg(filter, mean) != 0)
         return -1;
-    for (int32_t item = 0; item < filter->n_item; ++item)
-    {
-        double squares = 0.0;
-        for (int32_t row = 0; row < filter->n; ++row)
-        {
-            const double d = filter->buf[row][item] - mean[item];
-            squares += d * d;
-        }
-        stdev[item] = std::sqrt(squares / filter->n);
-    }
+    with_items(*filter, [=](auto n_item) { deviation<n_item>(*filter, mean, stdev); });
     return 0;
 }
