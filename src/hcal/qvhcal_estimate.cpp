@@ -15,7 +15,7 @@ static int32_t thin(const qvhcal_state &state, qvcrd_vec3 golden[QVHCAL_RBUF_MAX
     int32_t golden_cnt = 0;
     golden[golden_cnt++] = state.rbuf[0];
     for (int32_t i = 1; i < state.rbufcnt; ++i)
-        if (norm(qvcrd_sub(state.rbuf[i], golden[golden_cnt - 1])) > GOLDEN_SPACING)
+        if (norm(state.rbuf[i] - golden[golden_cnt - 1]) > GOLDEN_SPACING)
             golden[golden_cnt++] = state.rbuf[i];
     return golden_cnt;
 }

@@ -103,7 +103,7 @@ static int32_t evaluate_full_buffer(qvhcal_state *state)
 static void publish(qvhcal_state *state, qvcrd_vec3 input)
 {
     qvhcal_status &status = state->status;
-    const qvcrd_vec3 removed = qvcrd_sub(input, qvhcal_get_offset(state));
+    const qvcrd_vec3 removed = input - load_vec3(state->status.rep_offset);
     store_vec3(status.enholicoff, {0.0, 0.0, 0.0});
     const qvcrd_vec3 canceled = exponential_smothing(state, removed.x, removed.y, removed.z);
     store_vec3(status.canceled, canceled);

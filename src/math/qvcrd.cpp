@@ -23,12 +23,12 @@ void qvcrd_copy(qvcrd_vec3 *to, const qvcrd_vec3 *from, int32_t n)
 
 qvcrd_vec3 qvcrd_sub(qvcrd_vec3 a, qvcrd_vec3 b)
 {
-    return {a.x - b.x, a.y - b.y, a.z - b.z};
+    return a - b;
 }
 
 qvcrd_vec3 qvcrd_sum(qvcrd_vec3 a, qvcrd_vec3 b)
 {
-    return {a.x + b.x, a.y + b.y, a.z + b.z};
+    return a + b;
 }
 
 qvcrd_vec3 qvcrd_scalar(qvcrd_vec3 a, double s)
@@ -43,7 +43,7 @@ qvcrd_vec3 qvcrd_cross(qvcrd_vec3 a, qvcrd_vec3 b)
 
 double qvcrd_norm_square(double x, double y, double z)
 {
-    return x * x + y * y + z * z;
+    return norm_square({x, y, z});
 }
 
 double qvcrd_get_yaw(const qvcrd_vec3 *v)
@@ -111,14 +111,14 @@ qvcrd_vec3 qvcrd_get_stdev(const qvcrd_vec3 *v, int32_t n)
 
     qvcrd_vec3 sum = {};
     for (int32_t i = 0; i < n; ++i)
-        sum = qvcrd_sum(sum, v[i]);
+        sum = sum + v[i];
     const qvcrd_vec3 mean = {sum.x / n, sum.y / n, sum.z / n};
 
     qvcrd_vec3 squares = {};
     for (int32_t i = 0; i < n; ++i)
     {
-        const qvcrd_vec3 d = qvcrd_sub(mean, v[i]);
-        squares = qvcrd_sum(squares, {d.x * d.x, d.y * d.y, d.z * d.z});
+        const qvcrd_vec3 d = mean - v[i];
+        squares = squares + qvcrd_vec3{d.x * d.x, d.y * d.y, d.z * d.z};
     }
     return {std::sqrt(squares.x / n), std::sqrt(squares.y / n), std::sqrt(squares.z / n)};
 }

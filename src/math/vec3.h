@@ -1,4 +1,5 @@
-// Three-vectors inside the library: small helpers that are not part of its interface.
+// Three-vectors inside the library: small helpers that are not part of its interface. In a header, so that the
+// per-sample path meets arithmetic instead of calls across files.
 #pragma once
 
 #include "math/qvcrd.h"
@@ -6,9 +7,24 @@
 #include <cmath>
 #include <cstring>
 
+inline qvcrd_vec3 operator+(qvcrd_vec3 a, qvcrd_vec3 b)
+{
+    return {a.x + b.x, a.y + b.y, a.z + b.z};
+}
+
+inline qvcrd_vec3 operator-(qvcrd_vec3 a, qvcrd_vec3 b)
+{
+    return {a.x - b.x, a.y - b.y, a.z - b.z};
+}
+
+inline double norm_square(qvcrd_vec3 v)
+{
+    return v.x * v.x + v.y * v.y + v.z * v.z;
+}
+
 inline double norm(qvcrd_vec3 v)
 {
-    return std::sqrt(qvcrd_norm_square(v.x, v.y, v.z));
+    return std::sqrt(norm_square(v));
 }
 
 inline double degrees(double radians)

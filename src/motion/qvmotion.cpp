@@ -1,5 +1,6 @@
 #include "motion/qvmotion.h"
 
+#include "math/vec3.h"
 #include "motion/qvmotion_extremes.h"
 #include "platform/log.h"
 
@@ -53,7 +54,7 @@ void qvmotion_disp_status(const qvmotion_state *state, int32_t enable)
     if (enable == 0)
         return;
     const qvcrd_vec3 max = state->moving_max, min = state->moving_min;
-    const qvcrd_vec3 diff = qvcrd_sub(max, min);
+    const qvcrd_vec3 diff = max - min;
     QVLOG(QVLOG_DASHES "\n");
     QVLOG("- moving_cnt = %d\n", state->moving_cnt);
     QVLOG("- stable_cnt = %d\n", state->stable_cnt);

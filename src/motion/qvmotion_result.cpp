@@ -1,5 +1,6 @@
 #include "motion/qvmotion.h"
 
+#include "math/vec3.h"
 #include "motion/qvmotion_extremes.h"
 #include "platform/log.h"
 
@@ -65,7 +66,7 @@ int32_t qvmotion_get_result(qvmotion_state *state, const qvcrd_vec3 *samples, in
         return QVMOTION_RESULT__UNKNOWN;
 
     find_extremes(state, samples, n);
-    const qvcrd_vec3 span = qvcrd_sub(state->moving_max, state->moving_min);
+    const qvcrd_vec3 span = state->moving_max - state->moving_min;
     const ratios r = {ratio(span.y, span.z), ratio(span.x, span.z), ratio(span.x, span.y)};
     const char *failed;
     state->motion_result = judge(cfg, span, r, &failed);

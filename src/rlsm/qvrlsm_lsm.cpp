@@ -1,5 +1,7 @@
 #include "rlsm/qvrlsm.h"
 
+#include "math/vec3.h"
+
 namespace
 {
 struct normal_equations
@@ -15,7 +17,7 @@ static normal_equations sum_up(const qvcrd_vec3 *samples, int32_t count)
     for (int32_t s = 0; s < count; ++s)
     {
         const double row[4] = {samples[s].x, samples[s].y, samples[s].z, 1.0};
-        const double b = qvcrd_norm_square(samples[s].x, samples[s].y, samples[s].z);
+        const double b = norm_square(samples[s]);
         for (int32_t i = 0; i < 4; ++i)
         {
             for (int32_t j = 0; j < 4; ++j)

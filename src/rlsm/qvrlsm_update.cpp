@@ -1,5 +1,6 @@
 #include "rlsm/qvrlsm.h"
 
+#include "math/vec3.h"
 #include "platform/log.h"
 
 #include <cmath>
@@ -57,7 +58,7 @@ static bool is_number(const estimate &e)
 
 static bool step(estimate *next, const estimate &now, double w, double rn, qvcrd_vec3 sample)
 {
-    const double y = qvcrd_norm_square(sample.x, sample.y, sample.z);
+    const double y = norm_square(sample);
     const double phi[4] = {2.0 * sample.x, 2.0 * sample.y, 2.0 * sample.z, 1.0};
 
     double h[4];
@@ -90,7 +91,7 @@ static void commit(qvrlsm_bak *bak, const estimate &next)
     }
     for (int32_t i = 0; i < 3; ++i)
         bak->offset[i] = next.x[i];
-    bak->radius = std::sqrt(next.x[3] + qvcrd_norm_square(next.x[0], next.x[1], next.x[2]));
+    bak->radius = std::sqrt(next.x[3] + norm_square(load_vec3(next.x)));
 }
 
 int32_t qvrlsm_update(qvrlsm_state *state, double m1, double m2, double m3)
