@@ -54,12 +54,18 @@ static void with_items(const qvmaf &filter, Operation operation)
 
 // Newest to oldest: the order of summation decides the last bit.
 template <int32_t n_item>
+static void add_rows(const qvmaf &filter, int32_t rows, double *sum)
+{
+    for (int32_t row = 0; row < rows; ++row)
+        for (int32_t item = 0; item < n_item; ++item)
+            sum[item] += filter.buf[row][item];
+}
+
+template <int32_t n_item>
 static void average(const qvmaf &filter, double *mean)
 {
     double sum[n_item] = {};
-    for (int32_t row = 0; row < filter.n; ++row)
-        for (int32_t item = 0; item < n_item; ++item)
-            sum[item] += filter.buf[row][item];
+    add_rows<n_item>(filter, filter.n, sum);
     for (int32_t item = 0; item < n_item; ++item)
         mean[item] = sum[item] / filter.n;
 }
@@ -72,15 +78,24 @@ static void push_row(qvmaf &filter, const double *sample)
     std::memcpy(filter.buf[0], sample, n_item * sizeof(double));
 }
 
+// Sums before it moves the rows: the moves then fill the time in which one addition waits for the one before.
+template <int32_t n_item>
+static void push_and_average(qvmaf &filter, const double *sample, double *mean)
+{
+    double sum[n_item] = {};
+    if (filter.n > 0)
+        for (int32_t item = 0; item < n_item; ++item)
+            sum[item] += sample[item];
+    add_rows<n_item>(filter, filter.n - 1, sum);
+    push_row<n_item>(filter, sample);
+    for (int32_t item = 0; item < n_item; ++item)
+        mean[item] = sum[item] / filter.n;
+}
+
 int32_t qvmaf_run(qvmaf *filter, const double *sample, double *mean)
 {
     filter->n = std::min(filter->n + 1, filter->n_order);
-    with_items(*filter,
-               [=](auto n_item)
-               {
-                   push_row<n_item>(*filter, sample);
-                   average<n_item>(*filter, mean);
-               });
+    with_items(*filter, [=](auto n_item) { push_and_average<n_item>(*filter, sample, mean); });
     return 0;
 }
 

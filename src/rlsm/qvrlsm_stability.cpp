@@ -2,6 +2,8 @@
 
 #include "platform/log.h"
 
+#include <cstring>
+
 // The band in which the judged results must lie, as a multiple of the scatter limit.
 static constexpr double BAND_PER_STDEV = 3.0;
 
@@ -11,16 +13,24 @@ static double larger(double so_far, double value)
     return value > so_far ? value : so_far;
 }
 
-static double range(const qvmaf &window, int32_t item)
+// The widest of the four bands, all of them found in one pass.
+static double widest_band(const qvmaf &window)
 {
-    double max = window.buf[0][item], min = window.buf[0][item];
+    double max[4], min[4];
+    std::memcpy(max, window.buf[0], sizeof max);
+    std::memcpy(min, window.buf[0], sizeof min);
     for (int32_t row = 1; row < window.n; ++row)
-    {
-        const double value = window.buf[row][item];
-        max = larger(max, value);
-        min = value < min ? value : min;
-    }
-    return max - min;
+        for (int32_t item = 0; item < 4; ++item)
+        {
+            const double value = window.buf[row][item];
+            max[item] = larger(max[item], value);
+            min[item] = value < min[item] ? value : min[item];
+        }
+
+    double widest = max[0] - min[0];
+    for (int32_t item = 1; item < 4; ++item)
+        widest = larger(widest, max[item] - min[item]);
+    return widest;
 }
 
 static int32_t judge(const qvrlsm_cfg &cfg, const qvmaf &window, const double stdev[4])
@@ -28,12 +38,9 @@ static int32_t judge(const qvrlsm_cfg &cfg, const qvmaf &window, const double st
     double max_stdev = stdev[0], max_df = 0.0;
     if (window.n > 1)
     {
-        max_df = range(window, 0);
+        max_df = widest_band(window);
         for (int32_t item = 1; item < 4; ++item)
-        {
-            max_df = larger(max_df, range(window, item));
             max_stdev = larger(max_stdev, stdev[item]);
-        }
     }
 
     const double band = BAND_PER_STDEV * cfg.stdev;
