@@ -29,20 +29,56 @@ std::string_view trimmed(std::string_view text)
     return text;
 }
 
-// Takes the text up to the next comma off the line.
-std::string_view take_field(std::string_view *line)
+// The columns of a line, taken from left to right.
+struct columns
 {
-    const std::size_t comma = line->find(',');
-    const std::string_view field = line->substr(0, comma);
-    line->remove_prefix(comma == std::string_view::npos ? line->size() : comma + 1);
+    const line_reader &lines;
+    std::string_view line, left;
+    std::ptrdiff_t count; // expected
+    std::string_view header;
+
+    void expect_count() const
+    {
+        const std::ptrdiff_t found = std::count(line.begin(), line.end(), ',') + 1;
+        if (found != count)
+            lines.fail(fmt::format("expected {} columns ({}), found {}", count, header, found));
+    }
+
+    void expect_end() const
+    {
+        if (!left.empty() || line.back() == ',')
+            expect_count();
+    }
+};
+
+std::string_view take_field(columns *from)
+{
+    const std::size_t comma = from->left.find(',');
+    const std::string_view field = from->left.substr(0, comma);
+    from->left.remove_prefix(comma == std::string_view::npos ? from->left.size() : comma + 1);
     return trimmed(field);
 }
 
+// A number that fills its column, as nearly all do; false with nothing taken otherwise.
 template <typename Number>
-Number take_number(const line_reader &lines, std::string_view *line, const char *column)
+bool take_plain_number(columns *from, Number *value)
 {
-    const std::string_view field = take_field(line);
+    const char *begin = from->left.data(), *end = begin + from->left.size();
+    const auto [after, status] = std::from_chars(begin, end, *value);
+    if (status != std::errc() || (after != end && *after != ','))
+        return false;
+    from->left.remove_prefix(static_cast<std::size_t>(after - begin) + (after != end ? 1 : 0));
+    return true;
+}
+
+template <typename Number>
+Number take_number(columns *from, const char *column)
+{
     Number value;
+    if (take_plain_number(from, &value))
+        return value;
+    from->expect_count();
+    const std::string_view field = take_field(from);
     const auto [end, status] = std::from_chars(field.data(), field.data() + field.size(), value);
     if constexpr (std::is_same_v<Number, float>)
         if (double wide; status == std::errc::result_out_of_range &&
@@ -50,40 +86,33 @@ Number take_number(const line_reader &lines, std::string_view *line, const char 
                          std::abs(wide) < 1.0)
             return static_cast<float>(wide); // nearer to zero than any number of this precision
     if (status == std::errc::result_out_of_range)
-        lines.fail(fmt::format("column {}: \"{}\" is too large or too small for a {} number", column, field,
-                               std::is_integral_v<Number> ? "64-bit" : "single-precision"));
+        from->lines.fail(fmt::format("column {}: \"{}\" is too large or too small for a {} number", column, field,
+                                     std::is_integral_v<Number> ? "64-bit" : "single-precision"));
     if (status != std::errc() || end != field.data() + field.size())
-        lines.fail(fmt::format("column {}: expected {}, found \"{}\"", column,
-                               std::is_integral_v<Number> ? "an integer, nanoseconds" : "a number", field));
+        from->lines.fail(fmt::format("column {}: expected {}, found \"{}\"", column,
+                                     std::is_integral_v<Number> ? "an integer, nanoseconds" : "a number", field));
     return value;
 }
 
-void expect_columns(const line_reader &lines, std::string_view line, std::ptrdiff_t count, std::string_view header)
+sensor take_sensor(columns *from)
 {
-    const std::ptrdiff_t found = std::count(line.begin(), line.end(), ',') + 1;
-    if (found != count)
-        lines.fail(fmt::format("expected {} columns ({}), found {}", count, header, found));
-}
-
-sensor take_sensor(const line_reader &lines, std::string_view *line)
-{
-    const std::string_view name = take_field(line);
+    const std::string_view name = take_field(from);
     if (name == "mag")
         return sensor::mag;
     if (name == "acc")
         return sensor::acc;
     if (name == "gyr")
         return sensor::gyr;
-    lines.fail(fmt::format("column sensor: expected acc, gyr or mag, found \"{}\"", name));
+    from->expect_count();
+    from->lines.fail(fmt::format("column sensor: expected acc, gyr or mag, found \"{}\"", name));
 }
 
-event take_event(const line_reader &lines, std::string_view *line, std::int64_t t_ns, sensor kind,
-                 const char *const columns[3])
+event take_event(columns *from, std::int64_t t_ns, sensor kind, const char *const names[3])
 {
     event e{t_ns, kind, 0, 0, 0};
-    e.x = take_number<float>(lines, line, columns[0]);
-    e.y = take_number<float>(lines, line, columns[1]);
-    e.z = take_number<float>(lines, line, columns[2]);
+    e.x = take_number<float>(from, names[0]);
+    e.y = take_number<float>(from, names[1]);
+    e.z = take_number<float>(from, names[2]);
     return e;
 }
 
@@ -211,25 +240,22 @@ void recording::read_line(std::string_view line)
     static constexpr const char *PLAIN[] = {"x", "y", "z"};
     static constexpr const char *ACC[] = {"ax", "ay", "az"}, *GYR[] = {"gx", "gy", "gz"}, *MAG[] = {"mx", "my", "mz"};
     pending_next_ = pending_count_ = 0;
+    columns from{lines_, line, line, wide_ ? 10 : 5, wide_ ? WIDE_HEADER : EVENT_HEADER};
+    const auto t_ns = take_number<std::int64_t>(&from, "t_ns");
     if (wide_)
     {
-        expect_columns(lines_, line, 10, WIDE_HEADER);
-        const auto t_ns = take_number<std::int64_t>(lines_, &line, "t_ns");
-        pending_[0] = take_event(lines_, &line, t_ns, sensor::acc, ACC);
-        pending_[1] = take_event(lines_, &line, t_ns, sensor::gyr, GYR);
-        pending_[2] = take_event(lines_, &line, t_ns, sensor::mag, MAG);
-        check_order(t_ns);
-        pending_count_ = 3;
+        pending_[0] = take_event(&from, t_ns, sensor::acc, ACC);
+        pending_[1] = take_event(&from, t_ns, sensor::gyr, GYR);
+        pending_[2] = take_event(&from, t_ns, sensor::mag, MAG);
     }
     else
     {
-        expect_columns(lines_, line, 5, EVENT_HEADER);
-        const auto t_ns = take_number<std::int64_t>(lines_, &line, "t_ns");
-        const sensor kind = take_sensor(lines_, &line);
-        pending_[0] = take_event(lines_, &line, t_ns, kind, PLAIN);
-        check_order(t_ns);
-        pending_count_ = 1;
+        const sensor kind = take_sensor(&from);
+        pending_[0] = take_event(&from, t_ns, kind, PLAIN);
     }
+    from.expect_end();
+    check_order(t_ns);
+    pending_count_ = wide_ ? 3 : 1;
 }
 
 void recording::check_order(std::int64_t t_ns)
