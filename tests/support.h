@@ -65,6 +65,16 @@ public:
         return n;
     }
 
+    // What the initialisation said, in its order.
+    std::string decisions() const
+    {
+        std::string all;
+        for (const std::string &line : lines)
+            if (line.rfind("qvstorage_init: [INFO] ", 0) == 0)
+                all += line.substr(23, line.find(']', 23) - 22) + " ";
+        return all;
+    }
+
     std::vector<std::string> lines;
 };
 
@@ -73,8 +83,11 @@ class temporary_directory
 public:
     temporary_directory()
     {
-        char pattern[] = "/tmp/qv6d-XXXXXX"; // short: the library takes paths of 63 characters
-        path_ = mkdtemp(pattern);
+        // Short: the library takes paths of 63 characters. In memory where it can be: a rewritten file waits for the
+        // disk.
+        char in_memory[] = "/dev/shm/qv6d-XXXXXX", on_disk[] = "/tmp/qv6d-XXXXXX";
+        const char *made = mkdtemp(in_memory);
+        path_ = made != nullptr ? made : mkdtemp(on_disk);
     }
 
     ~temporary_directory()
