@@ -124,7 +124,10 @@ QV6D_API const qvs_interface MAG_LIB_API_INTERFACE;
  * find a configuration other than the stored one and discard the calibration.
  *
  * When the configuration backup file cannot be written, the library runs all the same, qvalgo_disp_cfg says that it is
- * not initialised, and the next start finds no calibration. */
+ * not initialised, and the next start finds no calibration unless the file of an earlier start is still there.
+ *
+ * A start under a changed configuration begins afresh but leaves the data backup file to qvalgo_term: without that call
+ * the next start takes up what was learnt under the earlier configuration. */
 QV6D_API int32_t QVS_initLib(void);
 
 /* Does nothing. */
