@@ -21,6 +21,13 @@
  * - Initialisation (initLib, qvalgo_init) and qvalgo_term use the three files named by the configuration, no other call
  *   touches a file.
  *
+ * Versions
+ * - A service works with every later library of the same soname, libqv6dalgo.so.1, without being built again: exports,
+ *   parameters, table, records and constants keep their layout and meaning, and neither table nor record grows.
+ * - A new version may add functions, give better results and word its log lines anew. It does not read the record files
+ *   of another version, so that its first start learns anew.
+ * - On Android, where libraries have no versioned soname, a library that breaks this ships with services built for it.
+ *
  * Units: magnetometer samples are raw counts of 0.15 microtesla, every field returned is microtesla; acceleration is
  * m/s², pointing up at rest; angles are degrees; time stamps are nanoseconds. */
 #ifndef QV6DALGO_H

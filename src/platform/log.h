@@ -1,7 +1,8 @@
 // The diagnostic log: the platform's own call, and the one way in which the library uses it.
 #pragma once
 
-// Android's liblog has it; elsewhere log_host.cpp, or a definition of the host program that links the static library.
+// The system's liblog has it (QV6D_PLATFORM_LOG); elsewhere log_host.cpp, or a definition of the host program that
+// links the static library.
 extern "C" __attribute__((format(printf, 3, 4))) int __android_log_print(int prio, const char *tag, const char *fmt,
                                                                          ...);
 
@@ -9,7 +10,8 @@ extern "C" __attribute__((format(printf, 3, 4))) int __android_log_print(int pri
 inline constexpr int QVLOG_PRIORITY = 6;
 inline constexpr const char *QVLOG_TAG = "qvalgo";
 
-// One line under the given operation's name. `format` is a literal and ends with its line feed.
+// One line under the given operation's name. `format` is a literal and ends with its line feed. liblog keeps the first
+// 1023 bytes: only a text that the caller hands over and numbers beyond 1e70 make a line longer.
 #define QVLOG_AS(operation, format, ...)                                                                               \
     __android_log_print(QVLOG_PRIORITY, QVLOG_TAG, "[%-20s-%04d]  " format, operation,                                 \
                         __LINE__ __VA_OPT__(, ) __VA_ARGS__)
