@@ -2,7 +2,7 @@
 
 #include "cases.h"
 
-#include "storage/qvstorage_object.h"
+#include "hcal/qvhcal.h"
 
 #include <array>
 #include <benchmark/benchmark.h>
@@ -18,13 +18,21 @@ qvcrd_vec3 field_of(const pair &p)
     return {p.mag.x * 0.15, p.mag.y * 0.15, p.mag.z * 0.15};
 }
 
-// The state that an operation finds in use.
-void tumble(const recordings &given)
+// A calibration that an operation finds in use.
+qvhcal_state calibrated(const recordings &given)
 {
-    restart();
-    qvs_calibration result;
+    qvhcal_cfg cfg;
+    qvhcal_bak bak;
+    qvhcal_state state = {};
+    qvhcal_get_default_cfg(&cfg);
+    qvhcal_get_bak(&bak, &cfg);
+    qvhcal_init(&state, &cfg, &bak);
     for (std::size_t i = 0; i < 3000; ++i)
-        step(given.tumbling[i], &result);
+    {
+        const qvcrd_vec3 field = field_of(given.tumbling[i]);
+        qvhcal_update(&state, 0, field.x, field.y, field.z, 0.0);
+    }
+    return state;
 }
 
 // Cycles through fields near each other in time, prepared ahead.
@@ -57,9 +65,8 @@ void add(const char *name, const recordings &given, Operation operation)
 {
     const auto run = [&given, operation](benchmark::State &state)
     {
-        tumble(given);
         fields samples(given);
-        Operation run_one = operation;
+        Operation run_one = operation; // with the state that it was given
         for (auto _ : state)
             run_one(samples);
     };
@@ -87,22 +94,23 @@ void add_filter(const char *name, const recordings &given, int32_t window, int32
 
 void add_operations(const recordings &given)
 {
-    qvstorage &s = qvstorage_object;
+    const qvhcal_state in_use = calibrated(given);
     add_filter("qvmaf_run, 15 of 2", given, 15, 2);
     add_filter("qvmaf_run, 15 of 3", given, 15, 3);
     add_filter("qvmaf_run, 10 of 4", given, 10, 4);
     add("qvcrd_get_stdev, 25", given,
         [](fields &samples) { benchmark::DoNotOptimize(qvcrd_get_stdev(samples.all(), 25)); });
     add("qvmotion_get_movement, 25", given,
-        [&s](fields &samples)
-        { benchmark::DoNotOptimize(qvmotion_get_movement(&s.hcal.motion, samples.all(), 25, 0, 0.0)); });
+        [s = in_use](fields &samples) mutable
+        { benchmark::DoNotOptimize(qvmotion_get_movement(&s.motion, samples.all(), 25, 0, 0.0)); });
     add("qvmotion_get_result, 25", given,
-        [&s](fields &samples) { benchmark::DoNotOptimize(qvmotion_get_result(&s.hcal.motion, samples.all(), 25)); });
+        [s = in_use](fields &samples) mutable
+        { benchmark::DoNotOptimize(qvmotion_get_result(&s.motion, samples.all(), 25)); });
     add("qvrlsm_update", given,
-        [&s](fields &samples)
+        [s = in_use](fields &samples) mutable
         {
             const qvcrd_vec3 &v = samples.next();
-            benchmark::DoNotOptimize(qvrlsm_update(&s.hcal.rlsm, v.x, v.y, v.z));
+            benchmark::DoNotOptimize(qvrlsm_update(&s.rlsm, v.x, v.y, v.z));
         });
     add("qvrlsm_lsm, 25", given,
         [](fields &samples)
@@ -111,17 +119,17 @@ void add_operations(const recordings &given)
             benchmark::DoNotOptimize(qvrlsm_lsm(&batch, samples.all(), 25));
         });
     add("update_accuracy", given,
-        [&s](fields &samples)
+        [s = in_use](fields &samples) mutable
         {
             // Without the offset, as the cycle hands it over; with it every call would reset the calibration.
-            const qvcrd_vec3 field = qvcrd_sub(samples.next(), qvhcal_get_offset(&s.hcal));
-            benchmark::DoNotOptimize(update_accuracy(&s.hcal, field));
+            const qvcrd_vec3 field = qvcrd_sub(samples.next(), qvhcal_get_offset(&s));
+            benchmark::DoNotOptimize(update_accuracy(&s, field));
         });
     add("exponential_smothing", given,
-        [&s](fields &samples)
+        [s = in_use](fields &samples) mutable
         {
             const qvcrd_vec3 &v = samples.next();
-            benchmark::DoNotOptimize(exponential_smothing(&s.hcal, v.x, v.y, v.z));
+            benchmark::DoNotOptimize(exponential_smothing(&s, v.x, v.y, v.z));
         });
     add("qvcrd_get_inclination", given,
         [](fields &samples) {

@@ -47,19 +47,24 @@ instructions()
 {
     local pairs
     for pairs in 2000 12000; do
-        (cd "$work" && valgrind --tool=callgrind --callgrind-out-file=/dev/null "$bench" "$work" --pairs $pairs 2>&1) |
-            awk '/Collected/ { print $NF }'
+        (cd "$work" && valgrind --tool=callgrind --callgrind-out-file=/dev/null --log-file=callgrind.log \
+            "$bench" "$work" --pairs $pairs)
+        awk "/Collected/ { print \$NF }" "$work/callgrind.log"
     done | awk 'NR == 1 { few = $1 } END { printf "pair, tumbling, instructions\t%.0f\t\t\n", ($1 - few) / 10000 }'
 }
 
 sizes()
 {
     strip -o "$work/stripped.so" "$library"
-    size "$work/stripped.so" | awk -v OFS='\t' 'NR == 2 {
-        print "library, code and constants", $1, "bytes", ""
-        print "library, initialised data", $2, "bytes", ""
-        print "library, zeroed data", $3, "bytes", ""
-    }'
+    size -A "$work/stripped.so" | awk -v OFS='\t' '
+        $1 == ".text" || $1 == ".rodata" { code += $2 }
+        $1 == ".data" || $1 == ".data.rel.ro" || $1 == ".got" { data += $2 }
+        $1 == ".bss" { zeroed = $2 }
+        END {
+            print "library, code and constants", code, "bytes", ""
+            print "library, initialised data", data, "bytes", ""
+            print "library, zeroed data", zeroed, "bytes", ""
+        }'
 }
 
 measure()

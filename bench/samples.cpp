@@ -1,6 +1,5 @@
 #include "samples.h"
 
-#include "api/qvs_start.h"
 #include "error.h"
 #include "recording.h"
 #include "service.h"
@@ -46,9 +45,16 @@ std::vector<pair> disturbed(std::vector<pair> pairs)
     return pairs;
 }
 
+// The settings of QVS_initLib, with other files.
 void start()
 {
-    qvs_start(FILES[0], FILES[1], FILES[2]);
+    static constexpr double bounds[3] = {600.0, 50.0, 6.0};
+    qvalgo_config_accuracy(bounds, 6);
+    qvalgo_config_clearradius(10.0);
+    qvalgo_config_accthr(0.06, 0.999999);
+    qvalgo_config_path(FILES[0], FILES[1], FILES[2]);
+    qvalgo_init();
+    accRawDataReady = gyroRawDataReady = magRawDataReady = 0;
 }
 
 void restart()
