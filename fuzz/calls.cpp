@@ -15,13 +15,14 @@ struct reals
             value = in.real<double>();
     }
 
-    double v[9];
+    double v[9] = {};
 };
 
 static std::string take_path(input &in)
 {
     const std::uint8_t length = in.byte();
-    return in.text(length % 80).c_str(); // up to the first 0
+    const std::string text = in.text(length % 80);
+    return text.substr(0, text.find('\0'));
 }
 
 static void set_paths(input &in)

@@ -10,7 +10,15 @@ void start()
     qvs_start(CUSTOMER_FILE, CONFIGURATION_BACKUP, DATA_BACKUP);
 }
 
-// Dirty destinations, so that what a getter leaves alone can be told from what it writes.
+// A destination of which can be told what the library left alone.
+template <typename Record>
+static Record dirty()
+{
+    Record record;
+    std::memset(static_cast<void *>(&record), 0xAA, sizeof record);
+    return record;
+}
+
 static void call_getters()
 {
     using getter = int32_t (*)(qvs_output *);
@@ -19,8 +27,7 @@ static void call_getters()
                                          QVS_getVirtualGyro};
     for (const getter get : GETTERS)
     {
-        qvs_output output;
-        std::memset(&output, 0xAA, sizeof output);
+        auto output = dirty<qvs_output>();
         sandbox::claim(get(&output) == 0, "an entry point returns 0");
         for (const std::uint8_t byte : output.reserved1)
             sandbox::claim(byte == 0xAA, "reserved bytes of an output stay");
@@ -34,8 +41,7 @@ void feed(const qvs_sample &acc, const qvs_sample &gyro, const qvs_sample &mag)
     QVS_caliApiSetGyroData(&gyro);
     QVS_caliApiSetAccData(&acc);
 
-    qvs_calibration result;
-    std::memset(&result, 0xAA, sizeof result);
+    auto result = dirty<qvs_calibration>();
     sandbox::claim(QVS_doCaliApi(&mag, &result) == 0, "an entry point returns 0");
     sandbox::claim(result.accuracy <= 3, "a grade is 0 to 3");
     sandbox::claim(result.timestamp == mag.timestamp, "a result carries its sample's time");

@@ -311,7 +311,7 @@ TEST_F(Service, EachDebugSwitchOpensItsOwnLines)
         magnetize(1, 100, 200, -300);
         std::set<std::string> seen;
         for (const std::string &line : log.lines)
-            if (line.find("[INFO]") == std::string::npos && line.find("qvalgo_disp_version") != 0)
+            if (line.find("[INFO]") == std::string::npos && !line.starts_with("qvalgo_disp_version"))
                 seen.insert(line.substr(0, line.find(':')) + " ");
         std::string all;
         for (const std::string &operation : seen)
@@ -329,9 +329,9 @@ TEST_F(Service, DisplayShowsEveryFieldInItsPlace)
     write_file(dir / "cust", text);
     start();
     qvrlsm_bak &rlsm = qvstorage_object.bak.hcal.rlsm;
-    for (int i = 0; i < 24; ++i)
+    for (std::size_t i = 0; i < 24; ++i)
     {
-        const double value = i + 1;
+        const auto value = static_cast<double>(i + 1);
         std::memcpy(reinterpret_cast<char *>(&rlsm) + 8 * i, &value, 8);
     }
     qvstorage_object.bak.hcal.status = {1, {2, 3, 4}, 5, 6, 7, 8, 9, 10, {11, 12, 13}, {14, 15, 16}, {}};
@@ -343,9 +343,9 @@ TEST_F(Service, DisplayShowsEveryFieldInItsPlace)
     motion = {motion.cfg, 1, 2, 3, {9, 8, 7}, {4, 5, 6}, 8, 9, 10, 11};
     qvmotion_disp_status(&motion, 1);
     qvfusion_bak fusion;
-    for (int i = 0; i < 18; ++i)
+    for (std::size_t i = 0; i < 18; ++i)
     {
-        const double value = i + 1;
+        const auto value = static_cast<double>(i + 1);
         std::memcpy(reinterpret_cast<char *>(&fusion) + 8 * i, &value, 8);
     }
     qvfusion_disp_bak(&fusion, 1);

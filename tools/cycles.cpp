@@ -57,6 +57,7 @@ bool scan(std::string_view text, const char *format, Targets *...targets)
     std::memcpy(line, text.data(), text.size());
     line[text.size()] = '\0';
     int end = -1;
+    // cppcheck-suppress invalidScanfArgType_float ; it takes a pack of arguments for one
     return std::sscanf(line, format, targets..., &end) == static_cast<int>(sizeof...(targets)) &&
            end == static_cast<int>(text.size());
 }

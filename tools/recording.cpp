@@ -101,10 +101,12 @@ sensor take_sensor(columns *from)
         return sensor::mag;
     if (name == "acc")
         return sensor::acc;
-    if (name == "gyr")
-        return sensor::gyr;
-    from->expect_count();
-    from->lines.fail(fmt::format("column sensor: expected acc, gyr or mag, found \"{}\"", name));
+    if (name != "gyr")
+    {
+        from->expect_count();
+        from->lines.fail(fmt::format("column sensor: expected acc, gyr or mag, found \"{}\"", name));
+    }
+    return sensor::gyr;
 }
 
 event take_event(columns *from, std::int64_t t_ns, sensor kind, const char *const names[3])

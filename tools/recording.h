@@ -106,7 +106,7 @@ private:
     bool wide_ = false;
     bool any_ = false;
     std::int64_t last_t_ns_ = 0;
-    event pending_[3]; // of the line read last
+    event pending_[3] = {}; // of the line read last
     int pending_count_ = 0, pending_next_ = 0;
 };
 

@@ -332,6 +332,7 @@ std::vector<tuned> tune(const tune_settings &settings, const customer_file &base
     const customer_file common = base.without_paths();
     const std::size_t per_combination = settings.recordings.size();
     std::vector<tuned> results;
+    results.reserve(combinations.size());
     for (const combination &c : combinations)
         results.push_back({c, std::vector<replay_figures>(per_combination)});
 
