@@ -30,7 +30,7 @@ static std::string configuration_as_saved()
 {
     start();
     qvalgo_term();
-    const std::string saved = sandbox::files[CONFIGURATION_BACKUP];
+    std::string saved = sandbox::files[CONFIGURATION_BACKUP];
     sandbox::reset();
     return saved;
 }
