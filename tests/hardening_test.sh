@@ -32,7 +32,7 @@ says "no stack protector (-fstack-protector-strong)" has "$undefined" ' __stack_
     says "no checked calls (_FORTIFY_SOURCE)" has "$undefined" ' __[a-z]*printf_chk'
 case $(readelf -hW "$library" | sed -n 's/ *Machine: *//p') in
 *X86-64* | AArch64)
-    entry=$("${OBJDUMP:-objdump}" --disassemble=QVS_doCaliApi "$library")
+    entry=$("${OBJDUMP:-objdump}" -d "$library" | grep -A 2 '<QVS_doCaliApi>:') # as both compilers' tools take it
     says "indirect calls may land anywhere (-fcf-protection, -mbranch-protection)" has "$entry" 'endbr64|paciasp|\sbti\s'
     ;;
 esac
