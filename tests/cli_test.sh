@@ -217,7 +217,7 @@ check "complaints" complaints_are_the_librarys
 check "interrupt" nothing_is_left_of_an_interrupted_run
 check "broken pipe" a_reader_that_leaves_is_no_error_to_speak_of
 check "numbers in front" sh -c '"$0" replay --true-offset -1,2,3.5 a.csv --output x.csv >/dev/null' "$qv6d"
-for motion in figure8 yaw still; do
+for motion in figure8 yaw still walk pocket; do
     check "$motion" "$qv6d" simulate --motion $motion --duration 2 --output $motion.csv
 done
 

@@ -139,7 +139,7 @@ TEST(CustomerFileOverlay, ReplacesWhereTheBaseSetsTheKeyAndAppendsTheRest)
               base.with(keys, {0.97, 20}));
     EXPECT_EQ(std::string::npos, base.without_paths().with(keys, {0.97, 20}).find("env.datbak"));
     write_file(dir / "broken", "hcal.readycnt=\nhcal.rbufsize=31\n"); // what is appended would never be read
-    EXPECT_THROW(qv6d::customer_file(dir / "broken"), qv6d::error);
+    EXPECT_THROW(const qv6d::customer_file broken(dir / "broken"), qv6d::error);
 }
 
 // What run_in_processes says when the second of three jobs does `what`.

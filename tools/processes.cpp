@@ -169,7 +169,8 @@ private:
         close(p.pipe);
         int status = 0;
         while (waitpid(p.id, &status, 0) < 0 && errno == EINTR)
-            continue;
+        {
+        }
         if (status != 0 || p.received.empty())
             throw error(EXIT_UNEXPECTED,
                         fmt::format("the process of {} died: {}", work_.name(p.index), cause_of_death(status)));

@@ -1,20 +1,14 @@
 // qv6d simulate: a recording of a device with known truth.
 #pragma once
 
+#include "motion.h"
+
 #include <array>
 #include <cstdint>
 #include <string>
 
 namespace qv6d
 {
-
-enum class motion
-{
-    tumble,  // turned by hand about all axes, smoothly and at random
-    figure8, // waved in a figure of eight
-    yaw,     // turned about the vertical only, lying level
-    still,   // not moved
-};
 
 struct simulate_options
 {

@@ -10,8 +10,9 @@ namespace qv6d
 void add_simulate(CLI::App *app, int *)
 {
     const auto options = std::make_shared<simulate_options>();
-    static const std::map<std::string, motion> motions = {
-        {"tumble", motion::tumble}, {"figure8", motion::figure8}, {"yaw", motion::yaw}, {"still", motion::still}};
+    static const std::map<std::string, motion> motions = {{"tumble", motion::tumble}, {"figure8", motion::figure8},
+                                                          {"yaw", motion::yaw},       {"still", motion::still},
+                                                          {"walk", motion::walk},     {"pocket", motion::pocket}};
     CLI::App *command = app->add_subcommand("simulate", "Write a recording of a device with known truth");
     command->footer(
         with_exit_codes("The same options give the same recording. A raw field is soft iron * field + offset + "
@@ -26,7 +27,8 @@ void add_simulate(CLI::App *app, int *)
     command
         ->add_option_function<std::string>(
             "--motion", [options](const std::string &name) { options->how = motions.at(name); },
-            "Turned by hand at random, waved in a figure of eight, turned about the vertical only, or at rest")
+            "Turned by hand at random, waved in a figure of eight, turned about the vertical only, at rest, in a "
+            "walker's hand or pocket")
         ->check(CLI::IsMember(motions))
         ->default_str("tumble");
     command->add_option("--seed", options->seed, "Seed of motion and noise")->capture_default_str();
