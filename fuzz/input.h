@@ -40,7 +40,7 @@ public:
     std::string text(std::size_t size)
     {
         const std::size_t n = std::min(size, left());
-        const std::string taken(reinterpret_cast<const char *>(at_), n);
+        std::string taken(reinterpret_cast<const char *>(at_), n);
         at_ += n;
         return taken;
     }

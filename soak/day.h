@@ -11,7 +11,7 @@
 namespace soak
 {
 
-inline constexpr int RATE = 100;                  // Hz, of each sensor
+inline constexpr std::int64_t RATE = 100;         // Hz, of each sensor
 inline constexpr std::int64_t HOUR = 3600 * RATE; // samples
 
 enum class activity

@@ -38,9 +38,9 @@ TEST_F(SphereFit, BatchFindsCentreAndRadius)
 
 TEST_F(SphereFit, BatchRefusesWhatItCannotSolve)
 {
-    std::vector<qvcrd_vec3> samples;
+    std::vector<qvcrd_vec3> samples(41);
     for (int k = 0; k < 41; ++k)
-        samples.push_back(on_sphere(k, {1, 2, 3}, 45.0));
+        samples[static_cast<std::size_t>(k)] = on_sphere(k, {1, 2, 3}, 45.0);
     const std::vector<qvcrd_vec3> copies(5, {1, 2, 4});
     const std::string before = bytes_of(state);
     EXPECT_EQ(-1, qvrlsm_lsm(&state, samples.data(), 0));

@@ -194,7 +194,7 @@ TEST_F(CustomerFile, LinesAreTakenOrReported)
         {"hcal.rbufsize=30" + std::string(109, ' ') + "\n", 0, 30, ""},
         {"hcal.rbufsize=30" + std::string(110, ' ') + "\n", -1, 25, error + "StringBuf OverFlow."},
         {"#" + std::string(126, '#') + "\nhcal.rbufsize=30", -1, 25, error + "StringBuf OverFlow."},
-        {std::string("hcal.rbufsize=30\0=31\nfusion.hz=1\0", 34), 0, 30, ""},
+        {std::string("hcal.rbufsize=30\0=31\nfusion.hz=1\0", 33), 0, 30, ""},
     };
     for (const auto &c : cases)
     {

@@ -17,7 +17,7 @@ namespace
 using json = nlohmann::ordered_json;
 using outcome = customer_line::outcome;
 
-struct options
+struct check_arguments
 {
     std::string file;
     bool defaults = false;
@@ -141,7 +141,7 @@ void print_defaults(output *out)
         print_key(out, key, defaults, start);
 }
 
-int run(const options &given)
+int run_check(const check_arguments &given)
 {
     if (given.defaults == !given.file.empty())
         throw error(EXIT_USAGE, "check: expected either a customer file or --defaults");
@@ -162,7 +162,7 @@ int run(const options &given)
     return report.all_taken() && !(given.strict && report.warning_count() > 0) ? EXIT_OK : EXIT_MALFORMED;
 }
 
-constexpr const char *FOOTER =
+constexpr const char *CHECK_FOOTER =
     "Every line is put through the library itself, on top of what QVS_initLib sets:\n"
     "  FILE:LINE: key = value (was OLD)            taken\n"
     "  FILE:LINE:COLUMN: not taken: reason         passed over, or the end of the reading\n"
@@ -180,16 +180,16 @@ constexpr const char *FOOTER =
 
 void add_check(CLI::App *app, int *exit_code)
 {
-    const auto given = std::make_shared<options>();
+    const auto given = std::make_shared<check_arguments>();
     CLI::App *command =
         app->add_subcommand("check", "Read a customer file as the library will, and explain every line");
-    command->footer(FOOTER);
+    command->footer(CHECK_FOOTER);
     command->add_option("file", given->file, "Customer file, - for standard input");
     CLI::Option *defaults =
         command->add_flag("--defaults", given->defaults, "Print a commented customer file with all keys instead");
     command->add_flag("--strict", given->strict, "Exit with 3 on warnings too");
     command->add_flag("--json", given->json, "Print JSON")->excludes(defaults);
-    command->callback([given, exit_code] { *exit_code = run(*given); });
+    command->callback([given, exit_code] { *exit_code = run_check(*given); });
 }
 
 } // namespace qv6d

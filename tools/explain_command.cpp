@@ -17,7 +17,7 @@ namespace qv6d
 namespace
 {
 
-struct options
+struct explain_arguments
 {
     replay_settings settings;
     double log_rate = 0.0;
@@ -40,7 +40,7 @@ nlohmann::ordered_json json_line(const cycle &c)
     return line;
 }
 
-void run(const options &given)
+void run_explain(const explain_arguments &given)
 {
     refuse_overlap({given.settings.recording, given.settings.config}, {given.report});
     output out("-");
@@ -78,7 +78,7 @@ void run(const options &given)
     page.finish(source, given.settings);
 }
 
-constexpr const char *FOOTER =
+constexpr const char *EXPLAIN_FOOTER =
     "Takes a recording (replayed here) or a device's log as text, in the platform's brief, time, threadtime or plain\n"
     "format, with the library's debug lines in it (hcal.endbg = 1, and hcal.motion.endbg = hcal.rlsm.endbg = 1 for "
     "the\n"
@@ -94,16 +94,16 @@ constexpr const char *FOOTER =
 
 void add_explain(CLI::App *app, int *)
 {
-    const auto given = std::make_shared<options>();
+    const auto given = std::make_shared<explain_arguments>();
     CLI::App *command = app->add_subcommand("explain", "Say why the calibration did what it did");
-    command->footer(with_exit_codes(FOOTER));
+    command->footer(with_exit_codes(EXPLAIN_FOOTER));
     add_replay_settings(command, &given->settings);
     command->add_option("--log-rate", given->log_rate, "Samples per second of a log without time stamps")
         ->check(CLI::PositiveNumber);
     command->add_flag("--counts", given->counts_only, "Only the counts");
     add_report_option(command, &given->report);
     command->add_flag("--json", given->json, "One JSON object per happening, the counts last");
-    command->callback([given] { run(*given); });
+    command->callback([given] { run_explain(*given); });
 }
 
 } // namespace qv6d

@@ -19,7 +19,7 @@ using json = nlohmann::ordered_json;
 
 constexpr int EXIT_DIFFER = 1; // as diff and cmp have it
 
-struct options
+struct inspect_arguments
 {
     std::vector<std::string> files;
     std::string type;
@@ -327,7 +327,7 @@ int inspect_two(const record_file &a, const record_file &b, bool as_json)
     return found.empty() ? EXIT_OK : EXIT_DIFFER;
 }
 
-int run(const options &given)
+int run_inspect(const inspect_arguments &given)
 {
     std::optional<record_type> type;
     if (!given.type.empty())
@@ -338,7 +338,7 @@ int run(const options &given)
     return inspect_two(first, read_record_file(given.files[1], type), given.json);
 }
 
-constexpr const char *FOOTER =
+constexpr const char *INSPECT_FOOTER =
     "The first line says whether the library would read the file, and if not, what is damaged at which offset.\n"
     "Offsets count from the beginning of the file; the record begins at 9.\n"
     "With two files only the fields that differ are shown; of two configurations also which of these fields the\n"
@@ -355,16 +355,16 @@ constexpr const char *FOOTER =
 
 void add_inspect(CLI::App *app, int *exit_code)
 {
-    const auto given = std::make_shared<options>();
+    const auto given = std::make_shared<inspect_arguments>();
     CLI::App *command = app->add_subcommand("inspect", "Show a record file field by field, or what two differ in");
-    command->footer(FOOTER);
+    command->footer(INSPECT_FOOTER);
     command->add_option("files", given->files, "Configuration or data backup, or two of one type; - for standard input")
         ->required()
         ->expected(1, 2);
     command->add_option("-t,--type", given->type, "What the files are, when they do not show it themselves")
         ->check(CLI::IsMember({"config", "data"}));
     command->add_flag("--json", given->json, "Print JSON");
-    command->callback([given, exit_code] { *exit_code = run(*given); });
+    command->callback([given, exit_code] { *exit_code = run_inspect(*given); });
 }
 
 } // namespace qv6d

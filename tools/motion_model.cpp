@@ -88,8 +88,12 @@ double motion_model::wave::at(double t) const
 Vector3d motion_model::tumble_rate(double t) const
 {
     Vector3d rate;
-    for (int axis = 0; axis < 3; ++axis)
-        rate[axis] = TUMBLE_RATE * (waves_[2 * axis].at(t) + waves_[2 * axis + 1].at(t));
+    const wave *w = waves_;
+    for (double &turn : rate)
+    {
+        turn = TUMBLE_RATE * (w[0].at(t) + w[1].at(t));
+        w += 2;
+    }
     return rate;
 }
 

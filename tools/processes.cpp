@@ -19,7 +19,7 @@ namespace qv6d
 namespace
 {
 
-volatile std::sig_atomic_t interrupted = 0;
+volatile std::sig_atomic_t ended_by = 0;
 
 // An interrupt ends the run in order, with its temporary files removed, while this lives.
 class interrupts_noted
@@ -27,9 +27,9 @@ class interrupts_noted
 public:
     interrupts_noted()
     {
-        interrupted = 0;
+        ended_by = 0;
         struct sigaction note = {};
-        note.sa_handler = [](int number) { interrupted = number; };
+        note.sa_handler = [](int number) { ended_by = number; };
         for (std::size_t i = 0; i < NOTED.size(); ++i)
             sigaction(NOTED[i], &note, &before_[i]);
     }
@@ -142,8 +142,8 @@ public:
         for (const process &p : running_)
             watched.push_back({p.pipe, POLLIN, 0});
         const int ready = poll(watched.data(), watched.size(), -1);
-        if (interrupted != 0)
-            throw error(EXIT_UNEXPECTED, fmt::format("ended by signal {}", static_cast<int>(interrupted)));
+        if (ended_by != 0)
+            throw error(EXIT_UNEXPECTED, fmt::format("ended by signal {}", static_cast<int>(ended_by)));
         if (ready < 0 && errno != EINTR)
             throw error(EXIT_UNEXPECTED, fmt::format("waiting failed: {}", std::strerror(errno)));
         for (std::size_t i = running_.size(); i-- > 0;)

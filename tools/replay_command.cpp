@@ -21,7 +21,7 @@ namespace qv6d
 namespace
 {
 
-struct options
+struct replay_arguments
 {
     replay_settings settings;
     std::string output; // rows; empty: standard output unless that is a terminal
@@ -39,7 +39,7 @@ std::array<double, 3> raw_microtesla(const event &e, bool counts)
 }
 
 // Where the rows go: to the file named, else down the pipe, but not over a person's screen or into the JSON.
-void open_rows(std::optional<output> *rows, const options &given)
+void open_rows(std::optional<output> *rows, const replay_arguments &given)
 {
     const bool down_the_pipe = !given.json && isatty(STDOUT_FILENO) == 0;
     if (given.output.empty() && !down_the_pipe)
@@ -57,7 +57,7 @@ void print_row(output *rows, const sample_result &r)
                 r.grade, plain(r.azimuth), plain(r.pitch), plain(r.roll));
 }
 
-void print_summary(const options &given, const summary &sums, bool rows_on_screen)
+void print_summary(const replay_arguments &given, const summary &sums, bool rows_on_screen)
 {
     std::optional<std::array<double, 3>> truth;
     if (given.truth_known)
@@ -87,7 +87,7 @@ void print_warnings(const replay_settings &settings, const log_watch &watch)
         fmt::print(stderr, "qv6d: env.gyrthr is set, but without --notify-gyro no gyroscope is heard: nothing moves\n");
 }
 
-void run(const options &given)
+void run_replay(const replay_arguments &given)
 {
     if (given.json && given.output == "-")
         throw error(EXIT_USAGE, "--json and --output - would both write to standard output");
@@ -139,17 +139,18 @@ void run(const options &given)
     print_summary(given, sums, given.output == "-" || (given.output.empty() && rows));
 }
 
-constexpr const char *FOOTER = "A recording is CSV in time order, either one event per line or all sensors per line:\n"
-                               "  t_ns,sensor,x,y,z                    sensor acc (m/s²), gyr (rad/s) or mag (µT)\n"
-                               "  t_ns,ax,ay,az,gx,gy,gz,mx,my,mz\n"
-                               "Rows go to --output, else to standard output unless that is a terminal.\n\n"
-                               "Examples:\n"
-                               "  qv6d replay phone.csv                         see what the calibration makes of it\n"
-                               "  qv6d replay phone.csv --output rows.csv       and keep every sample's results\n"
-                               "  qv6d replay phone.csv --every 5               as if the magnetometer were slower\n"
-                               "  qv6d replay phone.csv --config device.cfg     under a customer file\n"
-                               "  qv6d replay phone.csv --state kept            twice: the second run resumes\n"
-                               "  qv6d replay phone.csv --report report.html    look at what it did, and why\n";
+constexpr const char *REPLAY_FOOTER =
+    "A recording is CSV in time order, either one event per line or all sensors per line:\n"
+    "  t_ns,sensor,x,y,z                    sensor acc (m/s²), gyr (rad/s) or mag (µT)\n"
+    "  t_ns,ax,ay,az,gx,gy,gz,mx,my,mz\n"
+    "Rows go to --output, else to standard output unless that is a terminal.\n\n"
+    "Examples:\n"
+    "  qv6d replay phone.csv                         see what the calibration makes of it\n"
+    "  qv6d replay phone.csv --output rows.csv       and keep every sample's results\n"
+    "  qv6d replay phone.csv --every 5               as if the magnetometer were slower\n"
+    "  qv6d replay phone.csv --config device.cfg     under a customer file\n"
+    "  qv6d replay phone.csv --state kept            twice: the second run resumes\n"
+    "  qv6d replay phone.csv --report report.html    look at what it did, and why\n";
 
 } // namespace
 
@@ -181,9 +182,9 @@ void add_report_option(CLI::App *command, std::string *name)
 
 void add_replay(CLI::App *app, int *)
 {
-    const auto given = std::make_shared<options>();
+    const auto given = std::make_shared<replay_arguments>();
     CLI::App *command = app->add_subcommand("replay", "Put a recording through the library, as a sensor service would");
-    command->footer(with_exit_codes(FOOTER));
+    command->footer(with_exit_codes(REPLAY_FOOTER));
     add_replay_settings(command, &given->settings);
     command->add_option("-o,--output", given->output, "Write a row of results per magnetometer event here");
     add_numbers(command, "--true-offset", &given->true_offset, "Known hard-iron offset X,Y,Z in µT, to compare with");
@@ -194,7 +195,7 @@ void add_replay(CLI::App *app, int *)
         [given, command]
         {
             given->truth_known = command->count("--true-offset") > 0;
-            run(*given);
+            run_replay(*given);
         });
 }
 

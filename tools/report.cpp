@@ -88,6 +88,12 @@ std::string headline(const tally &counts, const cycle_source &source)
     return fmt::format("Calibrated since {:.1f} {}", *counts.calibrated_since(), source.timed ? "s" : "samples");
 }
 
+// Which of `count` equal parts of 0 to 1 holds the share.
+std::size_t cell(double share, std::size_t count)
+{
+    return std::min(static_cast<std::size_t>(share * static_cast<double>(count)), count - 1);
+}
+
 } // namespace
 
 void coverage::add(const vec3 &direction)
@@ -97,9 +103,8 @@ void coverage::add(const vec3 &direction)
         return;
     const double turn = std::atan2(direction[1], direction[0]) / (2.0 * std::numbers::pi) + 0.5;
     const double height = direction[2] / length / 2.0 + 0.5;
-    const int column = std::clamp(static_cast<int>(turn * COLUMNS), 0, COLUMNS - 1);
-    const int row = std::clamp(static_cast<int>(height * ROWS), 0, ROWS - 1);
-    ++counts_[static_cast<std::size_t>(row * COLUMNS + column)];
+    const std::size_t column = cell(turn, COLUMNS), row = cell(height, ROWS);
+    ++counts_[row * COLUMNS + column];
 }
 
 bool coverage::empty() const

@@ -23,8 +23,8 @@ std::string_view report_template();
 class coverage
 {
 public:
-    static constexpr int COLUMNS = 24; // of azimuth
-    static constexpr int ROWS = 12;    // of the sine of elevation
+    static constexpr std::size_t COLUMNS = 24; // of azimuth
+    static constexpr std::size_t ROWS = 12;    // of the sine of elevation
 
     void add(const vec3 &direction);
 

@@ -61,7 +61,7 @@ std::optional<sphere> sphere_fit::best() const
     const Vector3d right = Vector3d(cubes_.data()) / n - mean * mean_square;
 
     const Eigen::SelfAdjointEigenSolver<Matrix3d> axes(scatter);
-    const Vector3d variances = axes.eigenvalues(); // ascending
+    const Vector3d &variances = axes.eigenvalues(); // ascending
     if (!(variances[0] > FLAT * variances[2]))
         return std::nullopt;
     const Vector3d centre =

@@ -52,7 +52,7 @@ double distance(const float offset[3], const std::array<double, 3> &truth)
     return norm({offset[0] - truth[0], offset[1] - truth[1], offset[2] - truth[2]});
 }
 
-nlohmann::json json_of(const running_stats &stats)
+nlohmann::json spread_of(const running_stats &stats)
 {
     if (stats.empty())
         return nullptr;
@@ -156,9 +156,9 @@ std::string summary::json(const std::string &recording, const std::optional<std:
         {"resets", resets_},
         {"offset_ut", {last_.offset[0], last_.offset[1], last_.offset[2]}},
         {"radius_ut", last_.radius},
-        {"raw_norm_ut", json_of(raw_norm_)},
-        {"calibrated_norm_ut", json_of(calibrated_norm_)},
-        {"graded_norm_ut", json_of(graded_norm_)},
+        {"raw_norm_ut", spread_of(raw_norm_)},
+        {"calibrated_norm_ut", spread_of(calibrated_norm_)},
+        {"graded_norm_ut", spread_of(graded_norm_)},
         {"events_per_s", static_cast<double>(events_[0] + events_[1] + events_[2]) / wall_seconds_},
     };
     if (true_offset)

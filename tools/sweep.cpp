@@ -139,8 +139,8 @@ varied_key parse_key(const std::string &text)
         fail(fmt::format("--key {}: there is no such key; did you mean {}?", name, nearest_key(name)));
     if (known->kind == key_kind::path)
         fail(fmt::format("--key {}: names a file and changes no result", name));
-    const varied_key key = {name, known->kind != key_kind::real,
-                            parse_values("--key " + name, std::string_view(text).substr(equals + 1))};
+    varied_key key = {name, known->kind != key_kind::real,
+                      parse_values("--key " + name, std::string_view(text).substr(equals + 1))};
     check_values(key, known->kind == key_kind::integer_at_most_40);
     return key;
 }

@@ -21,7 +21,7 @@ namespace
 
 using nlohmann::ordered_json;
 
-struct options
+struct tune_arguments
 {
     tune_settings settings;
     std::vector<std::string> keys;
@@ -102,7 +102,7 @@ ordered_json json_of(const std::string &recording, const replay_figures &f)
     return out;
 }
 
-void print_json(output *out, const options &given, const sweep &space, const std::vector<tuned> &results)
+void print_json(output *out, const tune_arguments &given, const sweep &space, const std::vector<tuned> &results)
 {
     for (const tuned &result : results)
     {
@@ -128,7 +128,7 @@ void print_json(output *out, const options &given, const sweep &space, const std
 }
 
 // Why the error says little, a line for each recording of which that is so.
-std::vector<std::string> doubts(const options &given, const tuned &result)
+std::vector<std::string> doubts(const tune_arguments &given, const tuned &result)
 {
     std::vector<std::string> all;
     for (std::size_t i = 0; i < result.replays.size(); ++i)
@@ -141,7 +141,7 @@ std::vector<std::string> doubts(const options &given, const tuned &result)
     return all;
 }
 
-void print_references(output *out, const options &given, const tuned &result)
+void print_references(output *out, const tune_arguments &given, const tuned &result)
 {
     out->print("\nSphere through the whole recording, which errors are measured against\n");
     for (std::size_t i = 0; i < result.replays.size(); ++i)
@@ -170,7 +170,7 @@ std::vector<std::string> table_row(std::size_t place, const tuned &result)
     return row;
 }
 
-void print_table(output *out, const options &given, const sweep &space, const std::vector<tuned> &results,
+void print_table(output *out, const tune_arguments &given, const sweep &space, const std::vector<tuned> &results,
                  const std::vector<std::size_t> &order)
 {
     out->print("{} of {} combinations, {}, ranked by {}: {}{}\n\n", results.size(), space.size(),
@@ -199,7 +199,7 @@ void print_table(output *out, const options &given, const sweep &space, const st
     }
 }
 
-std::string best_file(const options &given, const customer_file &base, const sweep &space, std::size_t count,
+std::string best_file(const tune_arguments &given, const customer_file &base, const sweep &space, std::size_t count,
                       const tuned &best)
 {
     return fmt::format("# Best of {} combinations by {}{}\n{}", count, given.rank,
@@ -207,7 +207,7 @@ std::string best_file(const options &given, const customer_file &base, const swe
                        base.with(space.keys(), best.what.values));
 }
 
-void report(output *out, std::optional<output> *best, const options &given, const customer_file &base,
+void report(output *out, std::optional<output> *best, const tune_arguments &given, const customer_file &base,
             const sweep &space, const std::vector<tuned> &results)
 {
     const std::vector<std::size_t> order = ranked(results, RANKS.at(given.rank));
@@ -238,7 +238,7 @@ void report(output *out, std::optional<output> *best, const options &given, cons
         fmt::print(stderr, "qv6d: no combination ever showed a grade above 0, so none is the best\n");
 }
 
-void run(const options &given)
+void run_tune(const tune_arguments &given)
 {
     std::vector<varied_key> keys;
     for (const std::string &key : given.keys)
@@ -263,7 +263,7 @@ void run(const options &given)
     out.finish();
 }
 
-constexpr const char *FOOTER =
+constexpr const char *TUNE_FOOTER =
     "VALUES are numbers and ranges, 1,2,5 or 15:40:5 (from:to:step, both ends included). Every combination starts\n"
     "from nothing stored. With several recordings a combination is as good as at its worst one; before that counts\n"
     "on how many recordings it has the figure at all, so that what never calibrates comes last. Equals are ranked by\n"
@@ -287,10 +287,10 @@ constexpr const char *FOOTER =
 
 void add_tune(CLI::App *app, int *)
 {
-    const auto given = std::make_shared<options>();
+    const auto given = std::make_shared<tune_arguments>();
     given->settings.jobs = std::max(1u, std::thread::hardware_concurrency());
     CLI::App *command = app->add_subcommand("tune", "Replay under every combination of key values and rank them");
-    command->footer(with_exit_codes(FOOTER));
+    command->footer(with_exit_codes(TUNE_FOOTER));
     command->add_option("recordings", given->settings.recordings, "Recordings to replay")->required();
     command->add_option("-k,--key", given->keys, "KEY=VALUES: vary a customer key; repeat for more keys")
         ->allow_extra_args(false);
@@ -314,7 +314,7 @@ void add_tune(CLI::App *app, int *)
         ->default_str("ut");
     command->add_flag("--notify-gyro", given->settings.notify_gyro,
                       "Also hand gyr events to qvalgo_notify_data, for configurations with env.gyrthr");
-    command->callback([given] { run(*given); });
+    command->callback([given] { run_tune(*given); });
 }
 
 } // namespace qv6d

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-static constexpr int32_t WEIGHT_MAX = 3;
+static constexpr int32_t MOVING_WEIGHT_MAX = 3;
 static constexpr int32_t COUNT_MAX = 32768;
 
 // Fewer samples say nothing about scatter.
@@ -26,7 +26,8 @@ static void vote(qvmotion_state *state, bool moving)
 {
     const bool reinforces = state->motion_movement == (moving ? QVMOTION_MOVEMENT__MOVING : QVMOTION_MOVEMENT__STABLE);
     const int32_t step = reinforces ? 2 : 1;
-    state->moving_weight = std::clamp(state->moving_weight + (moving ? step : -step), -WEIGHT_MAX, WEIGHT_MAX);
+    state->moving_weight =
+        std::clamp(state->moving_weight + (moving ? step : -step), -MOVING_WEIGHT_MAX, MOVING_WEIGHT_MAX);
 
     const bool positive = state->moving_weight > 0;
     state->moving_cnt = positive ? std::min(state->moving_cnt + 1, COUNT_MAX) : 0;
@@ -36,13 +37,13 @@ static void vote(qvmotion_state *state, bool moving)
 static int32_t decide(qvmotion_state *state)
 {
     const int32_t previous = state->motion_movement;
-    if (state->moving_weight == WEIGHT_MAX)
+    if (state->moving_weight == MOVING_WEIGHT_MAX)
     {
         state->motion_movement = QVMOTION_MOVEMENT__MOVING;
         if (previous != QVMOTION_MOVEMENT__MOVING)
             state->motion_movement_pending = 1;
     }
-    else if (state->moving_weight == -WEIGHT_MAX)
+    else if (state->moving_weight == -MOVING_WEIGHT_MAX)
     {
         state->motion_movement = QVMOTION_MOVEMENT__STABLE;
         if (previous == QVMOTION_MOVEMENT__MOVING)
