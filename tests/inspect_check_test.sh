@@ -102,11 +102,13 @@ cfg=state/qvalgo-cust.cfgbak dat=state/qvalgo-cust.datbak
 head -c 300 $cfg >cut
 { cat $cfg; echo more; } >longer
 cp $cfg locked && chmod 444 locked
+{ head -c 109 $cfg && printf '\233' && tail -c +111 $cfg; } >strange # a byte that a terminal takes for a command
 : >empty
 truncate -s 10G huge
 printf 'hcal.readycnt = 3.5\n' >trap.cfg
 ends 0 "No field differs." inspect $cfg longer
 ends 0 "5 bytes behind the tail mark" inspect longer
+ends 0 '\x9bvalgo-cust.cfg' inspect strange
 ends 0 "no write permission" inspect locked
 ends 0 "0 lines taken" check empty
 ends 0 "warning: the fraction" check trap.cfg

@@ -210,7 +210,7 @@ std::string printable(std::string_view text)
             shown += "\\r";
         else if (c == '\t')
             shown += "\\t";
-        else if (static_cast<unsigned char>(c) < ' ' || c == '\x7f')
+        else if (c < ' ' || c > '~') // beyond ASCII too: a terminal may take single bytes for commands
             shown += fmt::format("\\x{:02x}", static_cast<unsigned char>(c));
         else
             shown += c;
