@@ -34,13 +34,12 @@ builds() # FOLDER
 {
     local lib
     lib=$(dirname "$(dirname "$(find "$1" -name qv6dalgo.pc)")")
-    (
-        cd "$work"
-        export PKG_CONFIG_PATH=$lib/pkgconfig
-        # shellcheck disable=SC2046
-        cc "$source/examples/heading.c" -o heading $(pkg-config --cflags --libs qv6dalgo)
-        LD_LIBRARY_PATH=$lib ./heading 2>/dev/null | grep -q '^azimuth 291.3 '
-    ) || fails "nothing can be built with $1"
+    mkdir "$1/run"
+    # shellcheck disable=SC2046
+    PKG_CONFIG_PATH=$lib/pkgconfig && export PKG_CONFIG_PATH &&
+        cc "$source/examples/heading.c" -o "$1/run/heading" $(pkg-config --cflags --libs qv6dalgo) &&
+        cd "$1/run" && LD_LIBRARY_PATH=$lib ./heading 2>/dev/null | grep -q '^azimuth 291.3 ' ||
+        fails "nothing can be built with $1"
 }
 
 source=$(cd "$(dirname "$0")/.." && pwd)
