@@ -1,5 +1,5 @@
 /* A sensor service in its smallest form: loads the library at run time, finds everything through the exported table,
- * feeds samples and prints what comes back.
+ * hands over what its sensors say and prints what comes back.
  *
  *   sensor_service LIBRARY
  *
@@ -18,6 +18,35 @@
 #define DURATION 30 /* s */
 
 static const float COUNTS_PER_MICROTESLA = 1.0f / 0.15f;
+
+enum sensor
+{
+    ACCELEROMETER,
+    MAGNETOMETER
+};
+
+struct event
+{
+    enum sensor sensor;
+    qvs_sample sample;
+};
+
+struct library
+{
+    void *handle;
+    const qvs_interface *api;
+    void (*terminate)(void);
+};
+
+static int load(struct library *library, const char *path)
+{
+    library->handle = dlopen(path, RTLD_NOW | RTLD_LOCAL);
+    if (library->handle == NULL)
+        return -1;
+    library->api = dlsym(library->handle, "MAG_LIB_API_INTERFACE");
+    *(void **)&library->terminate = dlsym(library->handle, "qvalgo_term"); /* the table has no entry for the end */
+    return library->api != NULL && library->terminate != NULL ? 0 : -1;
+}
 
 /* The device's attitude at a time, as the world's up and field seen from it. */
 static void look(double t, float up[3], float field[3])
@@ -41,6 +70,25 @@ static void look(double t, float up[3], float field[3])
     }
 }
 
+/* The next event of the simulated sensors, in turn acceleration and field. 0 at the end. */
+static int next_event(struct event *event)
+{
+    static const float offset[3] = {30.0f, -20.0f, 10.0f};
+    static int count;
+    const int k = count / 2;
+    const int64_t now = (int64_t)k * 1000000000 / RATE;
+    float up[3], field[3];
+    look((double)k / RATE, up, field);
+
+    const qvs_sample acc = {now, up[0], up[1], up[2], 0};
+    const qvs_sample mag = {now, (field[0] + offset[0]) * COUNTS_PER_MICROTESLA,
+                            (field[1] + offset[1]) * COUNTS_PER_MICROTESLA,
+                            (field[2] + offset[2]) * COUNTS_PER_MICROTESLA, 0};
+    event->sensor = count % 2 == 0 ? ACCELEROMETER : MAGNETOMETER;
+    event->sample = event->sensor == ACCELEROMETER ? acc : mag;
+    return count++ < 2 * RATE * DURATION;
+}
+
 static void print_result(const qvs_calibration *calibration, const qvs_output *orientation)
 {
     printf("%5.1f s  grade %d  offset %7.2f %7.2f %7.2f  azimuth %6.1f  pitch %6.1f  roll %6.1f\n",
@@ -49,27 +97,48 @@ static void print_result(const qvs_calibration *calibration, const qvs_output *o
            (double)orientation->y, (double)orientation->z);
 }
 
+static void on_magnetometer(const qvs_interface *api, const qvs_sample *raw)
+{
+    static int count;
+    qvs_calibration calibration = {0};
+    qvs_output orientation = {0};
+    api->doCaliApi(raw, &calibration);
+
+    /* The orientation is that of the field handed over, so the offset comes off first. */
+    qvs_sample field = *raw;
+    field.x -= calibration.offset[0] * COUNTS_PER_MICROTESLA;
+    field.y -= calibration.offset[1] * COUNTS_PER_MICROTESLA;
+    field.z -= calibration.offset[2] * COUNTS_PER_MICROTESLA;
+    api->caliApiSetMagData(&field);
+    api->getOrientation(&orientation);
+
+    if (count % (RATE * 3) == 0 || count == RATE * DURATION - 1)
+        print_result(&calibration, &orientation);
+    ++count;
+}
+
+/* A value that is not finite would stay in the library's averages. */
+static int is_usable(const qvs_sample *sample)
+{
+    return isfinite(sample->x) && isfinite(sample->y) && isfinite(sample->z);
+}
+
 static void run(const qvs_interface *api)
 {
-    static const float offset[3] = {30.0f, -20.0f, 10.0f};
-    for (int k = 0; k < RATE * DURATION; ++k)
+    struct event event;
+    while (next_event(&event))
     {
-        const int64_t now = (int64_t)k * 1000000000 / RATE;
-        float up[3], field[3];
-        look((double)k / RATE, up, field);
-        const qvs_sample acc = {now, up[0], up[1], up[2], 0};
-        const qvs_sample mag = {now, (field[0] + offset[0]) * COUNTS_PER_MICROTESLA,
-                                (field[1] + offset[1]) * COUNTS_PER_MICROTESLA,
-                                (field[2] + offset[2]) * COUNTS_PER_MICROTESLA, 0};
-
-        qvs_calibration calibration = {0};
-        qvs_output orientation = {0};
-        api->caliApiSetAccData(&acc);
-        api->doCaliApi(&mag, &calibration);
-        api->caliApiSetMagData(&mag);
-        api->getOrientation(&orientation);
-        if (k % (RATE * 3) == 0 || k == RATE * DURATION - 1)
-            print_result(&calibration, &orientation);
+        if (!is_usable(&event.sample))
+            continue;
+        switch (event.sensor)
+        {
+        case ACCELEROMETER:
+            api->caliApiSetAccData(&event.sample);
+            break;
+        case MAGNETOMETER:
+            on_magnetometer(api, &event.sample);
+            break;
+        }
     }
 }
 
@@ -80,22 +149,17 @@ int main(int argc, char **argv)
         fprintf(stderr, "usage: %s LIBRARY\n", argv[0]);
         return 2;
     }
-    void *library = dlopen(argv[1], RTLD_NOW | RTLD_LOCAL);
-    const qvs_interface *api = library != NULL ? dlsym(library, "MAG_LIB_API_INTERFACE") : NULL;
-    void (*terminate)(void) = NULL;
-    if (library != NULL)
-        *(void **)&terminate = dlsym(library, "qvalgo_term");
-    if (api == NULL || terminate == NULL)
+    struct library library;
+    if (load(&library, argv[1]) != 0)
     {
         const char *reason = dlerror();
-        fprintf(stderr, "%s: %s\n", argv[1], reason != NULL ? reason : "has no interface table");
+        fprintf(stderr, "%s: %s\n", argv[1], reason != NULL ? reason : "lacks an entry");
         return 1;
     }
 
-    api->initLib();
-    api->enableLib();
-    run(api);
-    terminate(); /* saves what was learnt */
-    dlclose(library);
+    library.api->initLib();
+    run(library.api);
+    library.terminate(); /* saves what was learnt */
+    dlclose(library.handle);
     return 0;
 }

@@ -45,6 +45,7 @@ CLI::Validator qv6d::within(double low, double high)
 int main(int argc, char **argv)
 {
     CLI::App app("qv6d: replay and make sensor recordings for libqv6dalgo");
+    app.set_version_flag("--version", "qv6d " QV6D_VERSION);
     app.require_subcommand(1);
     app.footer("qv6d COMMAND --help teaches a command by example.");
     int exit_code = qv6d::EXIT_OK;
