@@ -35,7 +35,6 @@ builds() # FOLDER
     local lib
     lib=$(dirname "$(dirname "$(find "$1" -name qv6dalgo.pc)")")
     mkdir "$1/run"
-    # shellcheck disable=SC2046
     PKG_CONFIG_PATH=$lib/pkgconfig && export PKG_CONFIG_PATH &&
         cc "$source/examples/heading.c" -o "$1/run/heading" $(pkg-config --cflags --libs qv6dalgo) &&
         cd "$1/run" && LD_LIBRARY_PATH=$lib ./heading 2>/dev/null | grep -q '^azimuth 291.3 ' ||

@@ -70,7 +70,6 @@ inside /usr/bin/qv6d replay /tmp/phone.csv --output /tmp/rows.csv --json | grep 
 # By the headers there, and then with the library as the system finds it.
 export PKG_CONFIG_PATH
 PKG_CONFIG_PATH=$(dirname "$(find "$root" -name qv6dalgo.pc)")
-# shellcheck disable=SC2046
 quietly cc "$source/examples/heading.c" -o "$root/tmp/heading" $(pkg-config --cflags --libs qv6dalgo)
 quietly cc "$source/examples/sensor_service.c" -o "$root/tmp/service" $(pkg-config --cflags qv6dalgo) -lm -ldl
 inside /tmp/heading 2>/dev/null | grep -q '^azimuth 291.3 ' || fails "a linked program does not find the library"
