@@ -24,16 +24,17 @@ def is_wrong(error, grade):
     return grade == GOOD and error > BOUND
 
 
-def run_of(samples, interval, upset=None):
-    """Samples are (s, error in µT, grade), `interval` s apart; the upset is over at `upset` s."""
+def run_of(samples, upset=None):
+    """Samples are (s, error in µT, grade) at equal intervals; the upset is over at `upset` s."""
     samples = list(samples)
-    begin, end = samples[0][0], samples[-1][0] + interval
+    begin, last = samples[0][0], samples[-1][0]
+    interval = (last - begin) / (len(samples) - 1)
     return Run(
         first={g: next((t - begin for t, _, grade in samples if grade >= g), math.inf) for g in GRADES},
         errors={g: array("d", (error for _, error, grade in samples if grade == g)) for g in GRADES},
         wrong=interval * sum(is_wrong(error, grade) for _, error, grade in samples),
         right_again=None if upset is None else right_again(samples, interval, upset),
-        seconds=end - begin,
+        seconds=interval * len(samples),
         curve=[samples[i * len(samples) // INSTANTS][1:] for i in range(INSTANTS)],
     )
 
@@ -56,7 +57,8 @@ def summary_of(runs):
     """All numbers of a case; None where there is nothing to measure, inf for never."""
 
     def spread(values, shares):
-        return {name: quantile(values, share) for name, share in shares.items()}
+        ordered = sorted(values)
+        return {name: quantile(ordered, share) for name, share in shares.items()}
 
     times = {"median": 0.5, "worst": 1.0}
     errors = {"median": 0.5, "of_95_percent": 0.95, "worst": 1.0}

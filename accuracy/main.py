@@ -22,7 +22,7 @@ DOCUMENT = Path(__file__).resolve().parent.parent / "docs" / "accuracy.md"
 
 
 def measure(tool, case, seed):
-    return run_of(Simulated(case, seed).samples(tool), case.every / case.rate, case.upset)
+    return run_of(Simulated(case, seed).samples(tool), case.upset)
 
 
 def show_progress(done, total):
