@@ -140,6 +140,31 @@ simulation_is_the_truth()
         paste -d, s1.csv s2.csv | awk -F, '$2 == "mag" { bad += ($3 + $4 / 2 - $8)^2 > 1e-8 || $4 != $9; ++n } END { exit !(n == 50 && !bad) }'
 }
 
+# A device that never turns from level: its axes are east, north and up.
+what_happens_is_as_told()
+{
+    local level=(simulate --motion yaw --rest-after 0 --noise 0 --rate 10 --duration 20)
+    "$qv6d" "${level[@]}" --step 5,10,0,-2 --step 12,1,2,3 --disturb 8,2,30,-60,90 --output happened.csv &&
+        awk -F, 'function is(x, y, z) { bad += ($3 - x) ^ 2 + ($4 - 24 - y) ^ 2 + ($5 + 41.56922 - z) ^ 2 > 1e-8; ++n }
+            $2 != "mag" { next } { t = $1 / 1e9 }
+            t == 4.9 { is(0, 0, 0) } t == 5 || t == 8 || t == 10 || t == 11.9 { is(10, 0, -2) } t == 12 { is(11, 2, 1) }
+            t == 9 { is(40, -60, 88) } t == 8.5 { is(25, -30, 43) } END { exit !(n == 8 && !bad) }' happened.csv &&
+        "$qv6d" "${level[@]}" --heading 90 --offset 0,0,0.07 --mag-unit counts --output counts.csv &&
+        awk -F, '$2 == "mag" { bad += $3 != -160 || $4 != 0 || $5 != -277; ++n } END { exit !(n == 200 && !bad) }' counts.csv &&
+        "$qv6d" simulate --rest-after 3 --duration 6 --rate 10 --truth turned.csv --output /dev/null &&
+        [ "$(cut -d, -f2- turned.csv | tail -n +2 | uniq | wc -l)" -eq 31 ] &&
+        [ "$(tail -n +32 turned.csv | cut -d, -f2- | uniq | wc -l)" -eq 1 ]
+}
+
+gestures_come_once_a_minute()
+{
+    "$qv6d" simulate --motion gesture --noise 0 --rate 10 --duration 120 | awk -F, '$2 == "mag" { second = int($1 / 1e9) % 60
+        moved = $3 != 0 || $4 != 24; bad += second >= 21 && second < 27 ? 0 : second < 20 || second >= 29 ? moved : 0
+        if (moved) first[second]++ } END { exit !(!bad && first[21] > 10 && first[26] > 10) }' &&
+        "$qv6d" simulate --motion gesture --amplitude 0 --noise 0 --duration 60 | awk -F, '$2 == "mag" { print $3, $4, $5 }' |
+        uniq | wc -l | grep -qx 1
+}
+
 resets_are_counted()
 {
     awk -F, -v OFS=, '$2 == "mag" && $1 > 3e10 { $3 += 500 } { print }' a.csv >jump.csv
@@ -209,6 +234,9 @@ check "malformed line" malformed_line_ends_the_run
 check "--log" log_is_written
 check "summary and rows" summary_tells_what_was_seen
 check "simulate is true" simulation_is_the_truth
+check "steps and disturbances" what_happens_is_as_told
+check "gestures" gestures_come_once_a_minute
+check "--version" sh -c '"$0" --version | grep -qx "qv6d 3.6213"' "$qv6d"
 check "resets" resets_are_counted
 check "--notify-gyro" gyroscope_is_notified
 check "--help" help_teaches
@@ -217,7 +245,7 @@ check "complaints" complaints_are_the_librarys
 check "interrupt" nothing_is_left_of_an_interrupted_run
 check "broken pipe" a_reader_that_leaves_is_no_error_to_speak_of
 check "numbers in front" sh -c '"$0" replay --true-offset -1,2,3.5 a.csv --output x.csv >/dev/null' "$qv6d"
-for motion in figure8 yaw still walk pocket; do
+for motion in figure8 gesture yaw still walk pocket; do
     check "$motion" "$qv6d" simulate --motion $motion --duration 2 --output $motion.csv
 done
 
@@ -227,6 +255,8 @@ fails 2 "mag-unit" replay a.csv --mag-unit gauss
 fails 2 "offset" simulate --offset 1,2
 fails 2 "noise" simulate --noise -1
 fails 2 "motion" simulate --motion flying
+fails 2 "--step: expected 4 numbers" simulate --step 1,2,3
+fails 2 "LENGTH above 0" simulate --disturb 1,0,3,4,5
 fails 2 "subcommand" fly
 fails 2 "expected 3 numbers" simulate --offset 1,2,nan
 fails 2 "expected a number from 0.1" simulate --rate nan

@@ -25,7 +25,7 @@ tables_are_the_codes()
     local name
     for name in config data; do
         diff <(block "<!-- table $name -->" "<!-- end -->") <("$tables" $name) ||
-            complain "$formats: the table above is not the code's: ./run docs writes it anew"
+            complain "$formats: the table above is not the code's: ./run generate writes it anew"
     done
 }
 

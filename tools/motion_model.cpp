@@ -1,5 +1,6 @@
 #include "motion_model.h"
 
+#include <algorithm>
 #include <cmath>
 #include <numbers>
 
@@ -17,6 +18,10 @@ constexpr double TURN = 2.0 * std::numbers::pi; // radians
 constexpr double YAW_RATE = 1.5;                // rad/s
 constexpr double TUMBLE_RATE = 1.6;             // rad/s, amplitude of each wave
 constexpr double STEP_MAX = 1e-3;               // s, of the integration of the tumble
+constexpr double GESTURE_EVERY = 60.0;          // s
+constexpr double GESTURE_AT = 20.0;             // s, within its minute
+constexpr double GESTURE_LENGTH = 8.0;          // s
+constexpr double GESTURE_GROWS = 1.0;           // s, and shrinks
 constexpr double STEPS_HZ = 1.9;                // of a walker
 constexpr double BOUNCE = 2.5;                  // m/s², amplitude, of a walker's step
 
@@ -27,9 +32,18 @@ Quaterniond turned(double yaw, double pitch, double roll)
 }
 
 // One figure in two seconds: tilted to the sides once, forth and back twice, while the arm turns slowly.
-Quaterniond waved(double t)
+Quaterniond waved(double t, double amplitude)
 {
-    return turned(0.8 * std::sin(TURN * t / 7.0), 0.9 * std::sin(TURN * t), 1.2 * std::sin(TURN * t / 2.0));
+    return turned(amplitude * 0.8 * std::sin(TURN * t / 7.0), amplitude * 0.9 * std::sin(TURN * t),
+                  amplitude * 1.2 * std::sin(TURN * t / 2.0));
+}
+
+// Four figures in every minute, the first and the last smaller.
+Quaterniond gestured(double t, double amplitude)
+{
+    const double since = std::fmod(t, GESTURE_EVERY) - GESTURE_AT;
+    const double share = std::clamp(std::min(since, GESTURE_LENGTH - since) / GESTURE_GROWS, 0.0, 1.0);
+    return waved(since, share * amplitude);
 }
 
 // The hand gives with every step and sways with every second one; the way bends slowly.
@@ -48,7 +62,7 @@ Quaterniond pocketed(double t)
 
 } // namespace
 
-motion_model::motion_model(motion how, random_source *random) : how_(how)
+motion_model::motion_model(motion how, random_source *random, double amplitude) : how_(how), amplitude_(amplitude)
 {
     for (wave &w : waves_)
         w = {0.1 + 0.5 * random->uniform(), TURN * random->uniform()};
@@ -61,7 +75,9 @@ Quaterniond motion_model::attitude(double t)
     case motion::tumble:
         return tumbled(t);
     case motion::figure8:
-        return waved(t);
+        return waved(t, amplitude_);
+    case motion::gesture:
+        return gestured(t, amplitude_);
     case motion::yaw:
         return Quaterniond(AngleAxisd(YAW_RATE * t, Vector3d::UnitZ()));
     case motion::walk:
@@ -91,7 +107,7 @@ Vector3d motion_model::tumble_rate(double t) const
     const wave *w = waves_;
     for (double &turn : rate)
     {
-        turn = TUMBLE_RATE * (w[0].at(t) + w[1].at(t));
+        turn = amplitude_ * TUMBLE_RATE * (w[0].at(t) + w[1].at(t));
         w += 2;
     }
     return rate;

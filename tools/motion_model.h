@@ -16,7 +16,8 @@ inline constexpr double GYR_NOISE = 0.002; // rad/s, standard deviation per axis
 class motion_model
 {
 public:
-    motion_model(motion how, random_source *random);
+    // `amplitude` is the share of the full movement of tumble, figure8 and gesture.
+    motion_model(motion how, random_source *random, double amplitude = 1.0);
 
     // Device frame to east, north, up, after t seconds. t must not go back.
     Eigen::Quaterniond attitude(double t);
@@ -36,6 +37,7 @@ private:
     Eigen::Quaterniond tumbled(double t);
 
     motion how_;
+    double amplitude_;
     wave waves_[6] = {};
     Eigen::Quaterniond tumbled_ = Eigen::Quaterniond::Identity();
     double tumbled_until_ = 0.0;

@@ -2,6 +2,7 @@
 
 #include "commands.h"
 #include "error.h"
+#include "storage/qvstorage.h"
 
 #include <cmath>
 #include <csignal>
@@ -47,6 +48,7 @@ int main(int argc, char **argv)
     CLI::App app("qv6d: replay and make sensor recordings for libqv6dalgo");
     app.set_version_flag("--version", "qv6d " QV6D_VERSION);
     app.require_subcommand(1);
+    app.set_version_flag("--version", fmt::format("qv6d {}", QVSTORAGE_VERSION), "Print the library's version");
     app.footer("qv6d COMMAND --help teaches a command by example.");
     int exit_code = qv6d::EXIT_OK;
     std::signal(SIGPIPE, SIG_IGN); // a reader that leaves shows as a write that fails
