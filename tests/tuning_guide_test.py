@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""docs/tuning.md says what the program does: docs_test.py QV6D PROJECT."""
+"""docs/tuning.md says what the program does: tuning_guide_test.py QV6D PROJECT."""
 
 import os
 import re
