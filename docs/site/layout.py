@@ -17,6 +17,7 @@ INSIDE = ["docs/algorithm.md", "docs/architecture.md", "docs/file-formats.md", "
           "docs/performance.md", "docs/soak.md"]
 PROJECT = ["CONTRIBUTING.md", "CHANGELOG.md", "SECURITY.md"]
 
+PICTURES = (".svg", ".png", ".jpg")
 KATEX = "/usr/share/javascript/katex"
 
 LANGUAGES = {".c": "c", ".h": "c++", ".cpp": "c++", ".def": "c++", ".py": "python", ".sh": "bash", ".cmake": "cmake",
@@ -39,7 +40,7 @@ class Site:
     def page_name(self, file):
         if file.endswith(".md"):
             return file.removeprefix("docs/").lower()
-        if file.startswith("docs/pictures/") and file.endswith(".svg"):
+        if file.endswith(PICTURES):
             return file.removeprefix("docs/")
         return f"source/{file}.md"
 
@@ -51,7 +52,7 @@ class Site:
 
     def lay_out(self, file):
         path, page = os.path.join(self.project, file), self.placed[file]
-        if page.endswith(".svg"):
+        if page.endswith(PICTURES):
             os.makedirs(os.path.dirname(os.path.join(self.pages, page)), exist_ok=True)
             shutil.copyfile(path, os.path.join(self.pages, page))
         elif file.endswith(".md"):
@@ -98,8 +99,7 @@ def numbered(text):
 
 def source_page(file, language, text):
     fence = "`" * 8
-    return (f"---\nsearch:\n  exclude: true\n---\n\n# {file}\n\n"
-            f"{fence}{{ .{language} linenums=\"1\" }}\n{text.rstrip()}\n{fence}\n")
+    return (f"# {file}\n\n{fence}{{ .{language} linenums=\"1\" }}\n{text.rstrip()}\n{fence}\n")
 
 
 def title(project, file):
@@ -130,6 +130,7 @@ def main():
     os.makedirs(os.path.join(pages, "site"))
     for name in "site.css", "site.js":
         shutil.copy(os.path.join(project, "docs/site", name), os.path.join(pages, "site"))
+    shutil.copy(os.path.join(project, "docs/site/hooks.py"), folder)
     shutil.copytree(os.path.join(project, "docs/site/theme"), os.path.join(folder, "theme"))
     shutil.copytree(KATEX, os.path.join(pages, "site/katex"),
                     ignore=shutil.ignore_patterns("contrib", "*.mjs", "katex.js", "katex.css", "*.ttf", "*.woff"))

@@ -15,7 +15,7 @@ FENCE = re.compile(r"^ {0,3}(```+|~~~+).*?^ {0,3}\1[`~]*\s*$", re.M | re.S)
 INDENTED = re.compile(r"(?:\A|(?<=\n\n))(?: {4}.*\n|\n(?= {4}))+")
 CODE = re.compile(r"(`+)(?!`).+?(?<!`)\1(?!`)", re.S)
 HEADING = re.compile(r"^ {0,3}#{1,6}\s+(.*?)\s*#*\s*$", re.M)
-LINK = re.compile(r"\]\(\s*<?([^()\s<>]*)|^ {0,3}\[[^\]]+\]:\s*(\S+)|\b(?:src|href|srcset)=\"([^\"]+)\"", re.M)
+LINK = re.compile(r"\]\(\s*<?([^()\s<>]*)|^ {0,3}\[[^\]]+\]: *(\S+)(?: +[\"'(].*)?$|\b(?:src|href|srcset)=\"([^\"]+)\"", re.M)
 ANCHOR = re.compile(r"<\w+[^>]*\b(?:id|name)=\"([^\"]+)\"")
 LINES = re.compile(r"L(\d+)(?:-L(\d+))?")
 
@@ -143,6 +143,8 @@ def check_site(site):
                 if is_remote(target):
                     if target in page.loads and not target.startswith("data:"):
                         wrong = "is on another host"
+                elif target in page.loads and target.endswith(".html"):
+                    wrong = "is a page, not a picture"
                 elif target not in ("", ".", "#"):
                     wrong = wrong_with(path, target, site, anchors)
                 if wrong:
