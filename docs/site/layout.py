@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/env -S python3 -B
 """Lays the documentation out for the site: layout.py PROJECT FOLDER writes all that mkdocs needs into FOLDER.
 
 The Markdown files are written for readers of the repository. On the site the README is the front page, and a source

@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/env -S python3 -B
 """Checks the links of the documentation.
 
 links.py PROJECT        every link in a Markdown file leads to a file, folder, heading or line that exists
