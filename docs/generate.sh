@@ -1,20 +1,26 @@
 #!/usr/bin/env bash
 # Writes the parts of the documents that are made from something else: the tables between <!-- table NAME --> and
-# <!-- end --> in file-formats.md, and the pictures of pictures/*.dot.  docs/generate.sh BUILD
+# <!-- end --> in file-formats.md and tuning.md, and the pictures of pictures/*.dot.  docs/generate.sh BUILD
 set -euo pipefail
-tables=$(realpath "$1/docs/record_tables")
+build=$(realpath "$1")
 cd "$(dirname "$0")"
 
-for name in config data; do
-    "$tables" $name >"$name.new"
-    awk -v name="<!-- table $name -->" -v file="$name.new" '
+table() # DOCUMENT NAME COMMAND...
+{
+    "${@:3}" >"$2.new"
+    awk -v name="<!-- table $2 -->" -v file="$2.new" '
         $0 == "<!-- end -->" { skipped = 0 }
         !skipped { print }
         $0 == name { skipped = 1; while ((getline line <file) > 0) print line }
-    ' file-formats.md >file-formats.md.new
-    mv file-formats.md.new file-formats.md
-    rm "$name.new"
+    ' "$1" >"$1.new"
+    mv "$1.new" "$1"
+    rm "$2.new"
+}
+
+for name in config data; do
+    table file-formats.md $name "$build/docs/record_tables" $name
 done
+table tuning.md keys "$build/tools/qv6d" check --defaults --markdown
 
 # Without the line that names the version of the program.
 for graph in pictures/*.dot; do

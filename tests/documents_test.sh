@@ -62,16 +62,20 @@ imports_are_the_codes()
         done | sort) || complain "docs/architecture.md: < imports named, > imports there are"
 }
 
-links_lead_somewhere()
+# Every block of C, C++ or CMake stands line by line in an example that the tests build, whatever its indentation.
+code_is_quoted()
 {
-    local file link count=0
-    for file in *.md docs/*.md; do
-        for link in $(grep -oE '\]\([^)#:]+[)#]' "$file" | tr -d '])(#'); do
-            count=$((count + 1))
-            [ -e "$(dirname "$file")/$link" ] || complain "$file links to $link, which does not exist"
-        done
+    local document block examples quoted=0
+    examples=$(sed 's/^ *//' examples/*.c examples/*/*.cpp examples/*/CMakeLists.txt)
+    for document in README.md docs/*.md; do
+        while IFS= read -r -d $'\f' block; do
+            quoted=$((quoted + 1))
+            [[ $'\n'$examples$'\n' == *$'\n'"$block"* ]] || complain "$document: not in any example:"$'\n'"$block"
+        done < <(awk '/^```(c|cpp|cmake)$/ { quoting = 1; next }
+                      /^```$/ { if (quoting) printf "\f"; quoting = 0; next }
+                      quoting { sub(/^ */, ""); print }' "$document")
     done
-    [ $count -gt 10 ] || complain "only $count links found"
+    [ $quoted -ge 5 ] || complain "only $quoted quotations found"
 }
 
 commands_exist()
@@ -88,6 +92,6 @@ tables_are_the_codes
 dump_is_a_real_one
 headers_are_quoted
 imports_are_the_codes
-links_lead_somewhere
+code_is_quoted
 commands_exist
 exit $failed

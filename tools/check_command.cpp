@@ -23,6 +23,7 @@ struct check_arguments
     bool defaults = false;
     bool strict = false;
     bool json = false;
+    bool markdown = false;
 };
 
 const char *bytes(const qvstorage_cfg &cfg)
@@ -141,6 +142,28 @@ void print_defaults(output *out)
         print_key(out, key, defaults, start);
 }
 
+std::string markdown_unit(const std::string &unit)
+{
+    return unit == "uT" ? "µT" : unit == "m/s2" ? "m/s²" : unit;
+}
+
+// The reference of docs/tuning.md.
+void print_markdown(output *out)
+{
+    out->print("| key | default | unit | |\n|---|---|---|---|\n");
+    const qvstorage_cfg defaults = default_configuration(), start = start_configuration();
+    for (const customer_key &key : CUSTOMER_KEYS)
+    {
+        const record_field &field = *customer_field(key.name);
+        const std::string value = value_text(field, bytes(start));
+        const bool same = same_value(field, bytes(defaults), bytes(start));
+        out->print("| `{}` | {}{} | {} | {}{} |\n", key.name, value,
+                   same ? "" : fmt::format(" ({})", value_text(field, bytes(defaults))), markdown_unit(field.unit),
+                   field.meaning.empty() ? "the same row" : field.meaning,
+                   key.compared ? "" : "; a change keeps the stored calibration");
+    }
+}
+
 int run_check(const check_arguments &given)
 {
     if (given.defaults == !given.file.empty())
@@ -148,7 +171,10 @@ int run_check(const check_arguments &given)
     if (given.defaults)
     {
         output out("-");
-        print_defaults(&out);
+        if (given.markdown)
+            print_markdown(&out);
+        else
+            print_defaults(&out);
         out.finish();
         return EXIT_OK;
     }
@@ -187,6 +213,8 @@ void add_check(CLI::App *app, int *exit_code)
     command->add_option("file", given->file, "Customer file, - for standard input");
     CLI::Option *defaults =
         command->add_flag("--defaults", given->defaults, "Print a commented customer file with all keys instead");
+    command->add_flag("--markdown", given->markdown, "With --defaults: print a table for a document instead")
+        ->needs(defaults);
     command->add_flag("--strict", given->strict, "Exit with 3 on warnings too");
     command->add_flag("--json", given->json, "Print JSON")->excludes(defaults);
     command->callback([given, exit_code] { *exit_code = run_check(*given); });
