@@ -24,7 +24,7 @@ def draw(title, case, runs, path):
         error.axvline(at, color="#4a4e69", linewidth=0.8, linestyle=":")
     if case.passing:
         error.axvspan(case.passing[0], sum(case.passing[:2]), color="#4a4e69", alpha=0.15, linewidth=0)
-    error.set_title(title, fontsize=9)
+    error.set_title(title, fontsize=9, pad=10)
     grade.set_xlabel("s")
     chart.save(figure, path)
     path.write_text(re.sub(r"(?<=\d\.\d)\d+(?= )", "", path.read_text()))  # a tenth of a point, half the size
