@@ -42,6 +42,22 @@ tool_share()
         END { printf "tool share of that\t%.0f\t%%\t\n", 100 * (total - library) / total }'
 }
 
+# The same dozen of replays by one process and by two, the best of three each.
+scaling()
+{
+    local jobs
+    for _ in 1 2 3; do
+        for jobs in 1 2; do
+            local begun=$EPOCHREALTIME
+            "$tool" tune "$work/tumbling.csv" --key hcal.motion.sendiffmin=10,15,20,25 --key hcal.rlsm.w=0.97,0.98,0.988 \
+                --jobs $jobs --csv --output /dev/null
+            echo "$jobs $begun $EPOCHREALTIME"
+        done
+    done | awk '
+        { took = $3 - $2; if (!($1 in best) || took < best[$1]) best[$1] = took }
+        END { printf "qv6d tune, speed of two processes\t%.2f\tof one\t\n", best[1] / best[2] }'
+}
+
 # Two runs of different length: the difference is the pairs alone, the same in every run on every machine.
 instructions()
 {
@@ -71,6 +87,7 @@ measure()
 {
     { times && replay "qv6d replay, summary only" && replay "qv6d replay, with rows" --output "$work/rows.csv"; } |
         tool_share
+    scaling
     instructions
     sizes
 }
