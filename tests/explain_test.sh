@@ -32,6 +32,10 @@ first() { "$qv6d" explain "$@" | grep -m 1 'READY, discarded' | awk '{ print $1 
 [ "$(first host.log --log-rate 50)" = "$(first a.csv)" ]
 awk -v a="$(first threadtime.log)" -v b="$(first a.csv)" 'BEGIN { exit !(a - b < 0.05 && b - a < 0.05) }'
 
+# Without any a sample has its number.
+"$qv6d" explain a.csv | grep -q '^Calibrated since 11.6 s: '
+"$qv6d" explain host.log | grep -q '^Calibrated since sample 578: '
+
 # A device that only turns about the vertical cannot be calibrated, and is told why.
 "$qv6d" simulate --motion yaw --output yaw.csv
 "$qv6d" explain yaw.csv --counts >yaw.txt

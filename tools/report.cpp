@@ -85,7 +85,7 @@ std::string headline(const tally &counts, const cycle_source &source)
 {
     if (!counts.calibrated_since())
         return "Not calibrated";
-    return fmt::format("Calibrated since {:.1f} {}", *counts.calibrated_since(), source.timed ? "s" : "samples");
+    return "Calibrated since " + moment(*counts.calibrated_since(), source);
 }
 
 // Which of `count` equal parts of 0 to 1 holds the share.

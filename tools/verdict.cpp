@@ -162,17 +162,21 @@ nlohmann::ordered_json tally::json(const cycle_source &source) const
             {"cut_lines", source.cut}};
 }
 
+std::string moment(double time, const cycle_source &source)
+{
+    return source.timed ? fmt::format("{:.1f} s", time) : fmt::format("sample {:.0f}", time);
+}
+
 std::vector<std::string> verdict(const tally &counts, const cycle_source &source, const replay_settings &settings)
 {
     const cycle &last = counts.last();
-    const std::string unit = source.timed ? " s" : " samples";
     std::vector<std::string> sentences;
     if (source.cycles > 0 && counts.count(buffer_outcome::disabled) == source.cycles)
         return {"The calibration is switched off: hcal.rbufsize is 0."};
     if (counts.calibrated_since())
-        sentences.push_back(
-            fmt::format("Calibrated since {:.1f}{}: offset {:.1f}, {:.1f}, {:.1f} µT, radius {:.1f} µT.",
-                        *counts.calibrated_since(), unit, last.offset[0], last.offset[1], last.offset[2], last.radius));
+        sentences.push_back(fmt::format("Calibrated since {}: offset {:.1f}, {:.1f}, {:.1f} µT, radius {:.1f} µT.",
+                                        moment(*counts.calibrated_since(), source), last.offset[0], last.offset[1],
+                                        last.offset[2], last.radius));
     else if (source.resumes > 0 && last.grade > 0)
         sentences.push_back(fmt::format("Not calibrated anew, but resumed: grade {}.", last.grade));
     else

@@ -60,6 +60,9 @@ private:
     cycle last_;
 };
 
+// A cycle's time in words: "9.4 s", or the sample's number when the source has no times.
+std::string moment(double time, const cycle_source &source);
+
 // Sentences for a person: calibrated or not, since when, and what to change. Of a recording it also tries how many
 // buffers a slower magnetometer would have made READY.
 std::vector<std::string> verdict(const tally &counts, const cycle_source &source, const replay_settings &settings);
