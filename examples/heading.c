@@ -7,14 +7,14 @@
 
 #include <stdio.h>
 
-static const float COUNTS_PER_MICROTESLA = 1.0f / 0.15f;
+static const float COUNTS_PER_MICROTESLA = 1.0f / QV6D_MICROTESLA_PER_COUNT;
 
 int main(void)
 {
     qvalgo_config_path("heading.cfg", "heading.cfgbak", "heading.datbak");
-    qvalgo_config_accthr(0.06, 0.999999);
+    qvalgo_config_accthr(QV6D_INIT_ACCTHR, QV6D_INIT_AWEIGHT);
     if (qvalgo_init() != 0)
-        fprintf(stderr, "heading.cfgbak cannot be written: the next start will learn anew\n");
+        fprintf(stderr, "heading.cfgbak cannot be written: the next start will begin from nothing\n");
 
     const qvs_sample acc = {1000000, 3.0f, -4.0f, 8.0f, 0};
     const qvs_sample mag = {1000000, 15.0f * COUNTS_PER_MICROTESLA, 30.0f * COUNTS_PER_MICROTESLA,

@@ -17,7 +17,7 @@
 #define RATE 50     /* Hz */
 #define DURATION 30 /* s */
 
-static const float COUNTS_PER_MICROTESLA = 1.0f / 0.15f;
+static const float COUNTS_PER_MICROTESLA = 1.0f / QV6D_MICROTESLA_PER_COUNT;
 
 enum sensor
 {

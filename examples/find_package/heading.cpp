@@ -10,7 +10,7 @@ public:
     orientation_library()
     {
         qvalgo_config_path("heading.cfg", "heading.cfgbak", "heading.datbak");
-        qvalgo_config_accthr(0.06, 0.999999);
+        qvalgo_config_accthr(QV6D_INIT_ACCTHR, QV6D_INIT_AWEIGHT);
         qvalgo_init();
     }
 
@@ -32,7 +32,7 @@ public:
     // Microtesla
     qvs_output take_field(int64_t time, float x, float y, float z)
     {
-        constexpr float counts = 1.0f / 0.15f; // per microtesla
+        constexpr float counts = 1.0f / QV6D_MICROTESLA_PER_COUNT;
         const qvs_sample sample = {time, x * counts, y * counts, z * counts, 0};
         QVS_caliApiSetMagData(&sample);
         qvs_output orientation = {};

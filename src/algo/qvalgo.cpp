@@ -3,10 +3,14 @@
 #include "platform/log.h"
 #include "storage/qvstorage_object.h"
 
+// The version as a number, which the banner shows.
+static constexpr double VERSION = (10000 * QV6D_VERSION_MAJOR + QV6D_VERSION_MINOR) / 10000.0;
+static_assert(QV6D_VERSION_MINOR >= 1000 && QV6D_VERSION_MINOR < 10000, "four digits after the point");
+
 void qvalgo_disp_version(void)
 {
     QVLOG(QVLOG_DASHES "\n");
-    QVLOG("QV Algorithm Ver %f\n", QVSTORAGE_VERSION);
+    QVLOG("QV Algorithm Ver %f\n", VERSION);
     QVLOG_END();
 }
 

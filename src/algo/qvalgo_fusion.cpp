@@ -6,10 +6,10 @@
 #include <cmath>
 #include <cstring>
 
-// At rest and level: every axis this near to (0, 0, 1 g).
+// A device lies level while every axis of the acceleration is this near to (0, 0, 1 g).
 static constexpr double LEVEL_TOLERANCE = 1.5; // m/s²
 
-// The sample of the last valid step; lives as long as the process, through every initialisation.
+// The sample of the last valid step. It lives as long as the process: no initialisation resets it.
 static qvfusion_sample previous_sample = {-1.0, {}, {}, {}};
 
 static double blended(double previous, double next, double weight)

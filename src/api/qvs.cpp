@@ -16,9 +16,6 @@ static_assert(sizeof(qvalgo_fusion_out) == 272 && offsetof(qvalgo_fusion_out, va
               offsetof(qvalgo_fusion_out, gyro) == 176);
 static_assert(sizeof(qvs_interface) == 16 * sizeof(void *));
 
-// Microtesla per count, in single precision: the conversion's result is a single-precision product.
-static constexpr float MICROTESLA_PER_COUNT = 0.15f;
-
 static constexpr double NANOSECONDS = 1e9; // per second
 
 const qvs_interface MAG_LIB_API_INTERFACE = {
@@ -32,7 +29,7 @@ const qvs_interface MAG_LIB_API_INTERFACE = {
     QVS_getGeoMagnetic,      QVS_getVirtualGyro,
 };
 
-// Packed records are aligned to a byte by themselves; a service may see these through its own, unpacked types.
+// Packed records by themselves are aligned to one byte; a service may read these through unpacked types of its own.
 alignas(8) qvs_sample accDataIn;
 alignas(8) qvs_sample gyroDataIn;
 alignas(8) qvs_sample magDataIn;
@@ -54,11 +51,10 @@ int32_t qv_log_value;
 
 void qvs_configure(const char *custcfg, const char *cfgbak, const char *datbak)
 {
-    static constexpr double bounds[3] = {600.0, 50.0, 6.0}; // microtesla, of grades 1, 2 and 3
-    static constexpr int32_t policy = QVHCAL_MASK_TRUST_FIT | QVHCAL_MASK_CLEAR_RADIUS;
-    qvalgo_config_accuracy(bounds, policy);
-    qvalgo_config_clearradius(10.0);
-    qvalgo_config_accthr(0.06, 0.999999);
+    static constexpr double bounds[3] = {QV6D_INIT_RANGE_LOW, QV6D_INIT_RANGE_MEDIUM, QV6D_INIT_RANGE_BEST};
+    qvalgo_config_accuracy(bounds, QV6D_INIT_POLICY);
+    qvalgo_config_clearradius(QV6D_INIT_CLEARRADIUS);
+    qvalgo_config_accthr(QV6D_INIT_ACCTHR, QV6D_INIT_AWEIGHT);
     qvalgo_config_path(custcfg, cfgbak, datbak);
 }
 
@@ -78,7 +74,7 @@ int32_t qvs_start(const char *custcfg, const char *cfgbak, const char *datbak)
 
 int32_t QVS_initLib(void)
 {
-    qvs_start(QVS_INIT_CUSTCFG, QVS_INIT_CFGBAK, QVS_INIT_DATBAK);
+    qvs_start(QV6D_INIT_CUSTCFG, QV6D_INIT_CFGBAK, QV6D_INIT_DATBAK);
     return 0;
 }
 
@@ -116,12 +112,12 @@ int32_t QVS_caliApiSetAccData(const qvs_sample *sample)
     return 0;
 }
 
-// Leaves the field in `mag`.
+// Converts the counts, and leaves the field in `mag` too.
 static qvcrd_vec3 microtesla(const qvs_sample &sample)
 {
-    mag[0] = sample.x * MICROTESLA_PER_COUNT;
-    mag[1] = sample.y * MICROTESLA_PER_COUNT;
-    mag[2] = sample.z * MICROTESLA_PER_COUNT;
+    mag[0] = sample.x * QV6D_MICROTESLA_PER_COUNT;
+    mag[1] = sample.y * QV6D_MICROTESLA_PER_COUNT;
+    mag[2] = sample.z * QV6D_MICROTESLA_PER_COUNT;
     return {mag[0], mag[1], mag[2]};
 }
 
@@ -182,7 +178,7 @@ int32_t QVS_caliApiSetMagData(const qvs_sample *sample)
 
 static int32_t copy_out(qvs_output *output, const qvs_output &published)
 {
-    constexpr std::size_t word = offsetof(qvs_output, accuracy); // the grade's byte and the three behind it
+    constexpr std::size_t word = offsetof(qvs_output, accuracy); // the grade's byte and the three after it
     output->timestamp = published.timestamp;
     output->x = published.x;
     output->y = published.y;

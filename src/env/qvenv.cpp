@@ -4,7 +4,7 @@
 
 #include <cstring>
 
-// Windows of the fixed filters, samples.
+// Windows of the filters whose length is fixed, in samples.
 static constexpr int32_t ACC_WINDOW = 15;
 static constexpr int32_t MAG_WINDOW = 15;
 static constexpr int32_t QUAT_WINDOW = 10;
@@ -21,9 +21,9 @@ int32_t qvenv_get_default_cfg(qvenv_cfg *cfg)
     cfg->accthr = (double)0.03f;
     cfg->gyrthr = 0.0;
     cfg->aweight = (double)0.99f;
-    std::strcpy(cfg->custcfg, "/data/misc/qvsd/qvalgo-cust.cfg");
-    std::strcpy(cfg->cfgbak, "/data/misc/qvsd/qvalgo.cfg");
-    std::strcpy(cfg->datbak, "/data/misc/qvsd/qvalgo.dat");
+    std::strcpy(cfg->custcfg, QV6D_DEFAULT_CUSTCFG);
+    std::strcpy(cfg->cfgbak, QV6D_DEFAULT_CFGBAK);
+    std::strcpy(cfg->datbak, QV6D_DEFAULT_DATBAK);
     return 0;
 }
 
@@ -183,6 +183,6 @@ qvcrd_quat qvenv_filtering_quat(qvenv_state *state, qvcrd_quat quat)
 void qvenv_notify_data(qvenv_state *state, int32_t type, const double data[3], double timestamp)
 {
     QVLOG_IF(state->cfg.endbg, "type(%d), timestamp(%f), raw(%f,%f,%f)\n", type, timestamp, data[0], data[1], data[2]);
-    if (type == QVENV_TYPE_GYROSCOPE)
+    if (type == QV6D_SENSOR_GYROSCOPE)
         qvenv_update_gyrlevel(state, data);
 }

@@ -5,9 +5,10 @@
 #ifndef QV6D_ENV_QVENV_H
 #define QV6D_ENV_QVENV_H
 
-#include "env/qvmaf.h"
 #include "math/qvcrd.h"
+#include "math/qvmaf.h"
 #include "platform/api.h"
+#include "qv6dalgo.h"
 
 #define QVENV_PATH_SIZE 64 /* bytes of a path with its terminator */
 
@@ -35,9 +36,6 @@ typedef struct qvenv_state
     qvmaf mag;         /* window 15, microtesla */
     qvmaf quat;        /* window 10 */
 } qvenv_state;
-
-/* Sensor type code of a gyroscope sample, as the platform numbers it. */
-#define QVENV_TYPE_GYROSCOPE 3
 
 /* Writes the defaults. Returns 0. */
 QV_API int32_t qvenv_get_default_cfg(qvenv_cfg *cfg);
@@ -71,7 +69,7 @@ QV_API qvcrd_vec3 qvenv_filtering_acc(qvenv_state *state, qvcrd_vec3 acc);
 QV_API qvcrd_vec3 qvenv_filtering_mag(qvenv_state *state, qvcrd_vec3 field);
 QV_API qvcrd_quat qvenv_filtering_quat(qvenv_state *state, qvcrd_quat quat);
 
-/* Takes a sample of another sensor: QVENV_TYPE_GYROSCOPE sets the gyroscope level, other types are only logged.
+/* Takes a sample of another sensor: QV6D_SENSOR_GYROSCOPE sets the gyroscope level, other types are only logged.
  * timestamp is only logged. */
 QV_API void qvenv_notify_data(qvenv_state *state, int32_t type, const double data[3], double timestamp);
 

@@ -22,12 +22,12 @@ int32_t convm_qs2dc(qvmtx *dc, const qvmtx *q)
     return result;
 }
 
-// The first of the largest candidates and its index. When none is above QVMTX_NO_RESULT, none being a number for one,
-// that value stands in for it, and its square root makes the quaternion not a number.
+// The first of the largest candidates and its index. When no candidate is above QV6D_NO_RESULT, as when all are NaN,
+// that value stands in for the largest, and its square root makes the quaternion NaN.
 static int32_t largest(const double k[4], double *value)
 {
     int32_t chosen = 0;
-    *value = QVMTX_NO_RESULT;
+    *value = QV6D_NO_RESULT;
     for (int32_t i = 0; i < 4; ++i)
         if (k[i] > *value)
         {
@@ -40,7 +40,7 @@ static int32_t largest(const double k[4], double *value)
 int32_t convm_dc2qs(qvmtx *q, const qvmtx *dc)
 {
     const double trace = qvmtx_trace(dc);
-    if (trace == QVMTX_NO_RESULT)
+    if (trace == QV6D_NO_RESULT)
         return -1;
     const auto &d = dc->elements;
     const double candidates[4] = {

@@ -15,8 +15,8 @@
 QV_API int32_t convm_qs2dc(qvmtx *dc, const qvmtx *q);
 
 /* Direction-cosine matrix to quaternion. The component of the largest candidate comes out positive. q keeps its
- * dimensions: the caller provides 4 x 1. -1 when dc has dimensions outside 0..4, a trace of QVMTX_NO_RESULT or
- * a largest candidate of exactly 0.0; a matrix that is no rotation can also give 0 and a q that is not a number. */
+ * dimensions: the caller provides 4 x 1. -1 when dc has dimensions outside 0..4, a trace of QV6D_NO_RESULT or
+ * a largest candidate of exactly 0.0; a matrix that is no rotation can also give 0 and a q of NaN. */
 QV_API int32_t convm_dc2qs(qvmtx *q, const qvmtx *dc);
 
 /* Acceleration and magnetic field, in any unit, to quaternion. -1 when their cross product is exactly zero; vectors

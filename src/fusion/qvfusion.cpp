@@ -9,7 +9,7 @@
 static constexpr double DEFAULT_HZ = 100.0;
 static constexpr double DEFAULT_GAMMA = (double)0.35f;
 
-// Room for a filter's work; emptied by qvfusion_free.
+// Room for a filter's work. There is no filter: qvfusion_free empties these, and nothing fills them.
 static qvmtx work[4];
 
 qvfusion_cfg *qvfusion_get_default_cfg(qvfusion_cfg *cfg)

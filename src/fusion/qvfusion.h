@@ -83,14 +83,14 @@ QV_API void qvfusion_clear(qvfusion_state *state);
 QV_API int32_t qvfusion_update(qvfusion_state *state, double time, qvcrd_vec3 acc, qvcrd_vec3 field);
 
 /* Blends the inclination of the sample into the running estimate. Returns 1, or 0 when the acceleration's norm is too
- * far from gravity. A zero field blends in QVCRD_NO_RESULT. An estimate that is not a number stays so until
+ * far from gravity. A zero field blends in QV6D_NO_RESULT. An estimate of NaN stays NaN until
  * qvfusion_clear or a fresh start. */
 QV_API int32_t qvfusion_update_inclination(qvfusion_state *state, qvcrd_vec3 acc, qvcrd_vec3 field);
 
 /* Running inclination estimate, radians. */
 QV_API double qvfusion_get_inclination(const qvfusion_state *state);
 
-/* Outputs from the current sample; the previous one is not used. Azimuth, pitch and roll are QVCRD_NO_RESULT when the
+/* Outputs from the current sample; the previous one is not used. Azimuth, pitch and roll are QV6D_NO_RESULT when the
  * acceleration is zero. */
 QV_API qvfusion_data qvfusion_get_fusion_data(const qvfusion_sample *current, const qvfusion_sample *previous);
 

@@ -20,7 +20,7 @@ void qvhcal_get_default_cfg(qvhcal_cfg *cfg)
     cfg->enhthr = 6.0;
     qvmotion_get_default_cfg(&cfg->motion);
     qvrlsm_get_default_cfg(&cfg->rlsm);
-    cfg->incmask = QVHCAL_MASK_TRUST_FIT;
+    cfg->incmask = QV6D_POLICY_TRUST_FIT;
     cfg->clearradius = 10.0;
 }
 
@@ -64,7 +64,7 @@ void qvhcal_clear(qvhcal_state *state)
     state->status.calibrated = 0;
     state->rbufcnt = 1;
     state->status.dummycnt = state->cfg.rdummycnt;
-    // Without READY buffers to wait for, the first fit after a clear is spent on settling.
+    // Where the configuration waits for no READY buffer, the first fit after a clear only lets the estimator settle.
     state->status.readycnt = state->cfg.readycnt == 0 ? -2 : 0;
 }
 

@@ -7,21 +7,17 @@
 #ifndef QV6D_HCAL_QVHCAL_H
 #define QV6D_HCAL_QVHCAL_H
 
-#include "env/qvmaf.h"
 #include "math/qvcrd.h"
+#include "math/qvmaf.h"
 #include "motion/qvmotion.h"
 #include "platform/api.h"
+#include "qv6dalgo.h"
 #include "rlsm/qvrlsm.h"
 
 #define QVHCAL_RBUF_MAX 40 /* samples */
 
 /* microtesla; the earth's field stays below 67, so a larger sphere is a disturbance. */
 #define QVHCAL_RADIUS_MAX 70.0
-
-/* Bits of incmask, the accuracy policy. */
-#define QVHCAL_MASK_POLAR_ANGLE 1  /* one grade less while the field is within rinclination of the z axis */
-#define QVHCAL_MASK_TRUST_FIT 2    /* grade 3 while calibrated, if the bit before did not lower it */
-#define QVHCAL_MASK_CLEAR_RADIUS 4 /* the one clear-radius check after initialisation */
 
 /* Section hcal of the configuration record. */
 typedef struct QV_PACKED qvhcal_cfg
@@ -38,7 +34,7 @@ typedef struct QV_PACKED qvhcal_cfg
     double enhthr;       /* carried and displayed only */
     qvmotion_cfg motion;
     qvrlsm_cfg rlsm;
-    int32_t incmask;    /* QVHCAL_MASK_* */
+    int32_t incmask;    /* QV6D_POLICY_*; the polar angle that lowers a grade is rinclination */
     double clearradius; /* microtesla; distance limit of the one check after initialisation */
 } qvhcal_cfg;
 
@@ -48,7 +44,7 @@ typedef struct QV_PACKED qvhcal_status
     int32_t calibrated;   /* 1 once an offset has been validated */
     double rep_offset[3]; /* published hard-iron offset */
     double rep_radius;    /* published sphere radius */
-    int32_t rep_accuracy; /* published grade, 0..3 */
+    int32_t rep_accuracy; /* published grade, QV6D_GRADE_* */
     int32_t dummycnt;     /* READY buffers still to be discarded */
     int32_t readycnt;     /* READY buffers fitted since the last clear, at most cfg.readycnt; from -2 when that is 0 */
     int32_t motion_movement; /* qvmotion_movement of the last cycle */
@@ -131,9 +127,9 @@ QV_API int32_t estimate_offset(qvhcal_state *state, qvcrd_vec3 *offset, double *
 QV_API int32_t get_valid_offset(qvhcal_state *state, qvcrd_vec3 *valid_offset, double *valid_radius, qvcrd_vec3 offset,
                                 double radius);
 
-/* Grade 0..3. Before an offset is validated it tells how far the sequence of READY buffers has come; after that, how
- * near the averaged norm of the offset-removed, smoothed field is to the published radius, with hysteresis. The policy
- * mask then changes it. Can clear the calibration. */
+/* The grade, QV6D_GRADE_*. Before an offset is validated it tells how far the sequence of READY buffers has come; after
+ * that, how near the averaged norm of the offset-removed, smoothed field is to the published radius, with hysteresis.
+ * The policy mask then changes it. Can clear the calibration. */
 QV_API int32_t update_accuracy(qvhcal_state *state, qvcrd_vec3 field);
 
 /* Adaptive smoothing per axis: holds still while the input stays inside a learnt noise band, follows the faster the

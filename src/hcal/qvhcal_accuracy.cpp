@@ -40,8 +40,8 @@ static int32_t grade_at(const qvhcal_cfg &cfg, double distance, double delta)
 {
     for (int32_t i = 2; i >= 0; --i)
         if (distance < cfg.accuracy[i] + delta)
-            return i + 1;
-    return 0;
+            return QV6D_GRADE_LOW + i;
+    return QV6D_GRADE_UNRELIABLE;
 }
 
 static int32_t grade_with_hysteresis(const qvhcal_cfg &cfg, double distance, int32_t previous)
@@ -55,17 +55,17 @@ static int32_t grade_with_hysteresis(const qvhcal_cfg &cfg, double distance, int
 static int32_t apply_policy(qvhcal_state *state, const reading &r, int32_t grade, bool calibrated)
 {
     const int32_t mask = state->cfg.incmask;
-    if ((mask & QVHCAL_MASK_POLAR_ANGLE) != 0 && r.filtered_angle < state->cfg.rinclination)
+    if ((mask & QV6D_POLICY_POLAR_ANGLE) != 0 && r.filtered_angle < state->cfg.rinclination)
         grade -= 1;
-    else if ((mask & QVHCAL_MASK_TRUST_FIT) != 0 && calibrated)
-        grade = 3;
+    else if ((mask & QV6D_POLICY_TRUST_FIT) != 0 && calibrated)
+        grade = QV6D_GRADE_BEST;
 
-    if ((mask & QVHCAL_MASK_CLEAR_RADIUS) != 0 && calibrated)
+    if ((mask & QV6D_POLICY_CLEAR_RADIUS) != 0 && calibrated)
     {
         if (r.distance > state->cfg.clearradius && state->clearchecked == 0)
         {
             qvhcal_clear(state);
-            grade = 0;
+            grade = QV6D_GRADE_UNRELIABLE;
         }
         state->clearchecked = 1;
     }
@@ -77,25 +77,25 @@ static int32_t grade_of_state(qvhcal_state *state, const reading &r, int32_t raw
     const qvhcal_status &status = state->status;
     if (status.calibrated == 1)
     {
-        if (raw != 0)
+        if (raw != QV6D_GRADE_UNRELIABLE)
             return apply_policy(state, r, raw, true);
         qvhcal_clear(state);
-        return 0;
+        return QV6D_GRADE_UNRELIABLE;
     }
 
     // Before an offset is validated the grade tells how far the sequence of READY buffers has come.
     const int32_t wanted = state->cfg.readycnt;
     if (status.readycnt < wanted / 2 || status.dummycnt != 0)
-        return 0;
-    const bool complete = status.readycnt >= wanted || status.rep_accuracy == 2;
-    return apply_policy(state, r, complete ? 2 : 1, false);
+        return QV6D_GRADE_UNRELIABLE;
+    const bool complete = status.readycnt >= wanted || status.rep_accuracy == QV6D_GRADE_MEDIUM;
+    return apply_policy(state, r, complete ? QV6D_GRADE_MEDIUM : QV6D_GRADE_LOW, false);
 }
 
 int32_t update_accuracy(qvhcal_state *state, qvcrd_vec3 field)
 {
     reading r;
     if (!take_reading(&r, state, field))
-        return 0;
+        return QV6D_GRADE_UNRELIABLE;
 
     const int32_t raw = grade_with_hysteresis(state->cfg, r.distance, state->status.rep_accuracy);
     const int32_t grade = grade_of_state(state, r, raw);

@@ -9,7 +9,7 @@ static constexpr double GOLDEN_SPACING = 3.0; // microtesla
 // A sphere has four unknowns; one sample more makes it a fit.
 static constexpr int32_t GOLDEN_MIN = 5;
 
-// Newest first; each sample is measured against the last one kept only.
+// Keeps the newest sample, then each one that is far enough from the one kept before it.
 static int32_t thin(const qvhcal_state &state, qvcrd_vec3 golden[QVHCAL_RBUF_MAX])
 {
     int32_t golden_cnt = 0;

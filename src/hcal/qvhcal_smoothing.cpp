@@ -5,14 +5,14 @@
 #include <algorithm>
 #include <cmath>
 
-// Mean and value of a smoother that has seen nothing; no field of the earth reaches it.
+// Mean and value of a smoother that has seen nothing: more than any field of the earth.
 static constexpr double UNSEEDED = 5000.0;
 
 // Inertia of the output: at WEIGHT_MAX it stands still.
 static constexpr double WEIGHT_MIN = 10.0;
 static constexpr double WEIGHT_MAX = 300.0;
 
-// Noise estimate, microtesla; the band is twice as wide to each side.
+// Limits of the noise estimate, microtesla. The band is twice the estimate to each side.
 static constexpr double DEV_MIN = (double)0.1f; // single precision: outputs depend on it
 static constexpr double DEV_MAX = 0.5;
 

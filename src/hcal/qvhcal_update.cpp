@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-// Steps of the cycle log under its name.
+// Logs a line of a step under the name of the cycle.
 static void say(const qvhcal_state &state, const char *text)
 {
     if (state.cfg.endbg)
@@ -55,7 +55,7 @@ static void classify_movement(qvhcal_state *state, int32_t gyrlevel, double gyrt
 static int32_t fit(qvhcal_state *state)
 {
     qvhcal_status &status = state->status;
-    // Not incremented and then limited: a restored count can be the largest integer.
+    // The limit is tested before the increment: a restored count can be the largest integer.
     status.readycnt = status.readycnt >= state->cfg.readycnt ? state->cfg.readycnt : status.readycnt + 1;
 
     qvcrd_vec3 estimated = {}, valid = {};

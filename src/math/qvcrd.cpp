@@ -5,8 +5,8 @@
 #include <cmath>
 #include <cstring>
 
-// 1.5704999305307865, twice the default inclination and not half of QVCRD_PI. Inclinations in record files were
-// measured with it.
+// This half of pi, 1.5704999305307865, is twice the default inclination and not half of QVCRD_PI. The inclinations in
+// record files were measured with it.
 static constexpr double HALF_PI = 0x1.920c489000000p+0;
 
 void qvcrd_assign(qvcrd_vec3 *v, int32_t n, double value)
@@ -73,7 +73,7 @@ qvcrd_vec3 qvcrd_get_orientation(const qvcrd_vec3 *a, const qvcrd_vec3 *m)
 {
     const double n = norm(*a);
     if (n <= 0.0)
-        return {QVCRD_NO_RESULT, QVCRD_NO_RESULT, QVCRD_NO_RESULT};
+        return {QV6D_NO_RESULT, QV6D_NO_RESULT, QV6D_NO_RESULT};
 
     const double pitch = std::asin(-a->y / n);
     const double roll = std::asin(a->x / n);
@@ -84,7 +84,7 @@ double qvcrd_get_inclination(qvcrd_vec3 a, qvcrd_vec3 m)
 {
     const double d = norm(a) * norm(m);
     if (d == 0.0)
-        return QVCRD_NO_RESULT;
+        return QV6D_NO_RESULT;
     return HALF_PI - std::asin(norm(qvcrd_cross(a, m)) / d);
 }
 

@@ -1,11 +1,12 @@
 /* Three-vectors, angles and standard deviations.
  *
  * Pure operations: no state, nothing written but the result. Pointers must not be null. Values carry the unit of their
- * arguments unless an angle is returned. An angle that does not exist is QVCRD_NO_RESULT. */
+ * arguments unless an angle is returned. An angle that does not exist is QV6D_NO_RESULT. */
 #ifndef QV6D_MATH_QVCRD_H
 #define QV6D_MATH_QVCRD_H
 
 #include "platform/api.h"
+#include "qv6dalgo.h"
 
 typedef struct qvcrd_vec3
 {
@@ -19,8 +20,6 @@ typedef struct qvcrd_quat
 } qvcrd_quat;
 
 static_assert(sizeof(qvcrd_vec3) == 24 && sizeof(qvcrd_quat) == 32, "vectors are copied as plain doubles");
-
-#define QVCRD_NO_RESULT (-32768.0)
 
 /* 3.1416 in single precision. Every degree that the library publishes is radians * 180.0 / QVCRD_PI; the exact value
  * would move each of them. */
@@ -50,7 +49,7 @@ QV_API double qvcrd_get_yaw(const qvcrd_vec3 *v);
 QV_API qvcrd_vec3 qvcrd_get_orientation(const qvcrd_vec3 *a, const qvcrd_vec3 *m);
 
 /* Magnetic inclination (dip), radians: 1.5705 less the acute angle between the lines of a and m. No result when either
- * vector is zero; not a number when rounding takes the sine of a right angle above 1. */
+ * vector is zero; NaN when rounding takes the sine of a right angle above 1. */
 QV_API double qvcrd_get_inclination(qvcrd_vec3 a, qvcrd_vec3 m);
 
 /* Population standard deviation (divisor n); -1.0 when n < 2. */

@@ -191,7 +191,7 @@ int32_t qvmtx_cross(qvmtx *to, const qvmtx *a, const qvmtx *b)
 double qvmtx_trace(const qvmtx *m)
 {
     if (!usable(m))
-        return QVMTX_NO_RESULT;
+        return QV6D_NO_RESULT;
     double sum = 0.0;
     for (int32_t i = 0; i < m->rows; ++i)
         sum += m->elements[i][i];
@@ -201,7 +201,7 @@ double qvmtx_trace(const qvmtx *m)
 double qvmtx_norm_square(const qvmtx *m)
 {
     if (!usable(m))
-        return QVMTX_NO_RESULT;
+        return QV6D_NO_RESULT;
     double sum = 0.0;
     for (int32_t i = 0; i < m->rows; ++i)
         for (int32_t j = 0; j < m->cols; ++j)

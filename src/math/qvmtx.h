@@ -7,11 +7,9 @@
 #define QV6D_MATH_QVMTX_H
 
 #include "platform/api.h"
+#include "qv6dalgo.h"
 
 #define QVMTX_DIM_MAX 4
-
-/* Trace and squared norm of no matrix. */
-#define QVMTX_NO_RESULT (-32768.0)
 
 typedef struct qvmtx
 {
@@ -57,10 +55,10 @@ QV_API int32_t qvmtx_inv(qvmtx *to, const qvmtx *from);
  * 0; shorter columns and rows are the caller's fault. */
 QV_API int32_t qvmtx_cross(qvmtx *to, const qvmtx *a, const qvmtx *b);
 
-/* Sum of elements (i, i) over all rows; QVMTX_NO_RESULT for a null matrix or one with dimensions outside 0..4. */
+/* Sum of elements (i, i) over all rows; QV6D_NO_RESULT for a null matrix or one with dimensions outside 0..4. */
 QV_API double qvmtx_trace(const qvmtx *m);
 
-/* Sum of the squares of all elements, row by row; QVMTX_NO_RESULT as for the trace. */
+/* Sum of the squares of all elements, row by row; QV6D_NO_RESULT as for the trace. */
 QV_API double qvmtx_norm_square(const qvmtx *m);
 
 #endif

@@ -1,4 +1,4 @@
-// Three-vectors inside the library: small helpers that are not part of its interface. In a header, so that the
+// Small helpers for three-vectors inside the library, not part of its interface. They stand in a header so that the
 // per-sample path meets arithmetic instead of calls across files.
 #pragma once
 

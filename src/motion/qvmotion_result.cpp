@@ -39,7 +39,7 @@ struct ratios
 };
 } // namespace
 
-// Names the first test that fails, for the log; null when all pass.
+// Judges the spans. `failed` becomes the name of the first test that fails, for the log, or null when all pass.
 static int32_t judge(const qvmotion_cfg &cfg, qvcrd_vec3 span, const ratios &r, const char **failed)
 {
     const double low = 1.0 - cfg.senrate, high = 1.0 + cfg.senrate;

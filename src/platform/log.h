@@ -19,7 +19,7 @@ inline constexpr const char *QVLOG_TAG = "qvalgo";
 // One line under the name of the operation that it stands in.
 #define QVLOG(format, ...) QVLOG_AS(__func__, format __VA_OPT__(, ) __VA_ARGS__)
 
-// The same behind a debug switch. The arguments of a disabled line are not evaluated.
+// The same if a debug switch is on. The arguments of a line that is off are not evaluated.
 #define QVLOG_IF(enabled, format, ...)                                                                                 \
     do                                                                                                                 \
     {                                                                                                                  \

@@ -9,8 +9,8 @@
 #ifndef QV6D_RLSM_QVRLSM_H
 #define QV6D_RLSM_QVRLSM_H
 
-#include "env/qvmaf.h"
 #include "math/qvcrd.h"
+#include "math/qvmaf.h"
 #include "platform/api.h"
 
 /* Sub-section hcal.rlsm of the configuration record. */
@@ -32,7 +32,7 @@ typedef struct QV_PACKED qvrlsm_bak
     double x[4];      /* state vector (c1, c2, c3, d) */
     double p[4][4];   /* covariance of x */
     double offset[3]; /* centre after the last successful step */
-    double radius;    /* radius after the last successful step; can be not a number */
+    double radius;    /* radius after the last successful step; can be NaN */
     int32_t stabled;  /* 1 when the last successful step found the fit settled */
     int32_t runlevel; /* QVRLSM_RUNLEVEL_*; a restored value can be anything */
 } qvrlsm_bak;
@@ -74,7 +74,7 @@ QV_API void qvrlsm_clear(qvrlsm_state *state);
 QV_API void qvrlsm_free(qvrlsm_state *state);
 
 /* One recursive step with the sample (m1, m2, m3). -1 with the state unchanged when the gain's denominator or w is 0,
- * or the result would hold a value that is not a number. A step that is not stable still succeeds. */
+ * or the result would hold a NaN. A step that is not stable still succeeds. */
 QV_API int32_t qvrlsm_update(qvrlsm_state *state, double m1, double m2, double m3);
 
 /* Pushes the last result into the window and judges whether the fit has settled; sets stabled. Returns stabled. */

@@ -7,7 +7,7 @@
 // The band in which the judged results must lie, as a multiple of the scatter limit.
 static constexpr double BAND_PER_STDEV = 3.0;
 
-// The first of equal values, and the value so far when one is not a number.
+// The larger value, and so_far when the two are equal or one is NaN.
 static double larger(double so_far, double value)
 {
     return value > so_far ? value : so_far;

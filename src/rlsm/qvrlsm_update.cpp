@@ -43,7 +43,7 @@ static void next_covariance(double next[4][4], const double gain[4], const doubl
         }
 }
 
-static bool is_number(const estimate &e)
+static bool has_no_nan(const estimate &e)
 {
     for (int32_t i = 0; i < 4; ++i)
     {
@@ -78,7 +78,7 @@ static bool step(estimate *next, const estimate &now, double w, double rn, qvcrd
     for (int32_t i = 0; i < 4; ++i)
         next->x[i] = now.x[i] + gain[i] * innovation;
     next_covariance(next->p, gain, phi, now.p, w);
-    return is_number(*next);
+    return has_no_nan(*next);
 }
 
 static void commit(qvrlsm_bak *bak, const estimate &next)

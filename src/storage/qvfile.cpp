@@ -11,7 +11,7 @@ static constexpr long PAYLOAD_AT = 9;
 
 static bool is_described(const qvfile &file)
 {
-    constexpr int32_t frame = 18;
+    constexpr int32_t frame = 18; // bytes: two marks and two versions
     return file.name[0] != '\0' && file.size >= 0 && file.size <= std::numeric_limits<int32_t>::max() - frame;
 }
 
@@ -62,7 +62,7 @@ static int32_t write_items(std::FILE *stream, const qvfile &file, const void *pa
         {PAYLOAD_AT, payload, static_cast<std::size_t>(file.size), "data"},
         {second_version_at(file), &file.version, sizeof file.version, "ver name"},
     };
-    write_at(stream, 0, &file.head_mark, 1); // a mark that fails takes the version behind it along
+    write_at(stream, 0, &file.head_mark, 1); // not tested: where it cannot be written, the version cannot either
     for (const auto &item : items)
         if (!write_at(stream, item.offset, item.bytes, item.size))
         {

@@ -26,7 +26,7 @@ typedef struct qvfile
  * name, with which nothing can be read or written. */
 QV_API int32_t qvfile_conf(qvfile *file, const char *name, int32_t size, double version);
 
-/* Writes the file anew. -1 when it cannot be opened, and with one error line when an item cannot be written; what was
+/* Writes the whole file. -1 when it cannot be opened, and with one error line when an item cannot be written; what was
  * written until then fails to read. */
 QV_API int32_t qvfile_write(const qvfile *file, const void *payload);
 

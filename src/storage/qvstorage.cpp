@@ -42,7 +42,7 @@ int32_t save_file_bak(const qvstorage_bak *bak, const char *path)
     return save(bak, sizeof *bak, path);
 }
 
-// Steps of the initialisation log under its name.
+// Logs the outcome of a step under the name of the initialisation, and returns it.
 static bool report(bool success, const char *what, const char *path)
 {
     QVLOG_AS("qvstorage_init", "[INFO] %s [%c] %s\n", what, success ? 'O' : 'X', path);

@@ -11,7 +11,8 @@
 
 #include <stddef.h>
 
-/* Version of the library and of its record files. */
+/* Version of the record files, which carry it as this number; a file of another one is not read. A fact of the files,
+ * not of the library (QV6D_VERSION). */
 #define QVSTORAGE_VERSION 3.6213
 
 /* Every tuning parameter; payload of the configuration backup file. */
@@ -99,8 +100,8 @@ QV_API int32_t load_file_cust(qvstorage_cfg *cfg, const char *path);
 /* Applies one pair. An unknown key or a path of more than 63 characters is reported and changes nothing. */
 QV_API void setup_cust_cfg(qvstorage_cfg *cfg, const char *key, const char *value);
 
-/* 1 when the two differ in a field that decides whether a stored calibration may be reused, otherwise 0. A value that
- * is not a number differs from everything. */
+/* 1 when the two differ in a field that decides whether a stored calibration may be reused, otherwise 0. A NaN
+ * differs from everything. */
 QV_API int32_t check_cfg_was_changed(const qvstorage_cfg *a, const qvstorage_cfg *b);
 
 /* Record files with the records above as payload. */

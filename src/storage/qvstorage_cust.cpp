@@ -11,10 +11,10 @@
 #include <cstring>
 #include <limits>
 
-// A line with its newline and terminator.
+// Bytes of the longest line with its newline and terminator, and one to tell a full line from a cut one.
 static constexpr std::size_t LINE_SIZE = 128;
 
-// Leaves room for the terminator and for telling a full line from a cut one.
+// Characters of the longest line that is taken, its newline included.
 static constexpr std::size_t LINE_LENGTH_MAX = LINE_SIZE - 2;
 
 template <typename T>
@@ -36,7 +36,7 @@ static const char *path_field(const qvstorage_cfg &cfg, const customer_key &key)
     return reinterpret_cast<const char *>(&cfg) + key.offset;
 }
 
-// A real number cut toward zero: the nearest limit beyond the range, 0 when not a number.
+// The number cut toward zero; the nearest limit when it is beyond the range, 0 when it is NaN.
 static int32_t integer(const char *text)
 {
     const double value = std::strtod(text, nullptr);

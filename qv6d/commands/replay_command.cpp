@@ -1,0 +1,240 @@
+// qv6d replay: rows, summary and log of a replay.
+
+#include "commands/commands.h"
+#include "commands/options.h"
+#include "common/error.h"
+#include "common/output.h"
+#include "library/configuration.h"
+#include "library/library_log.h"
+#include "library/replay.h"
+#include "library/summary.h"
+#include "page/page_file.h"
+
+#include <chrono>
+#include <cmath>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <unistd.h>
+
+namespace qv6d
+{
+
+namespace
+{
+
+struct replay_arguments
+{
+    replay_settings settings;
+    std::string output; // rows; empty: standard output unless that is a terminal
+    std::string log;
+    std::string report;
+    bool json = false;
+    bool truth_known = false;
+    std::array<double, 3> true_offset = {}; // microtesla
+};
+
+std::array<double, 3> raw_microtesla(const event &e, bool counts)
+{
+    const float scale = counts ? QV6D_MICROTESLA_PER_COUNT : 1.0f;
+    return {e.x * scale, e.y * scale, e.z * scale};
+}
+
+void print_row(output *rows, const sample_result &r)
+{
+    // The sign of NaN depends on the processor.
+    const auto plain = [](auto v) { return std::isnan(v) ? std::abs(v) : v; };
+    rows->print("{},{},{},{},{},{},{},{},{},{},{},{}\n", r.t_ns, plain(r.calibrated[0]), plain(r.calibrated[1]),
+                plain(r.calibrated[2]), plain(r.offset[0]), plain(r.offset[1]), plain(r.offset[2]), plain(r.radius),
+                r.grade, plain(r.azimuth), plain(r.pitch), plain(r.roll));
+}
+
+// What a replay gives: rows, log and report in their files, and the summary.
+class replay_results
+{
+public:
+    // Opens the files.
+    explicit replay_results(const replay_arguments &given)
+        : given_(given), page_(given.report), cycles_([this](const cycle &c) { take(c); })
+    {
+        open_rows();
+        if (!given.log.empty())
+            log_.emplace(given.log);
+    }
+
+    replay_results(const replay_results &) = delete;
+    replay_results &operator=(const replay_results &) = delete;
+
+    bool need_debug_lines() const
+    {
+        return page_.wanted();
+    }
+
+    replay_listener listener()
+    {
+        replay_listener all;
+        all.on_log = [this](std::string_view line) { take(line); };
+        all.on_event = [this](const event &e) { take(e); };
+        all.on_result = [this](const event &e, const sample_result &result) { take(e, result); };
+        return all;
+    }
+
+    // The report comes first: it may take long, and an interrupt during it leaves no file.
+    void finish_files()
+    {
+        if (page_.wanted())
+            page_.finish(find_by_replaying(counts_, cycles_.finish(given_.settings), given_.settings),
+                         given_.settings.recording);
+        if (rows_)
+            rows_->finish();
+        if (log_)
+            log_->finish();
+    }
+
+    const log_watch &log() const
+    {
+        return watch_;
+    }
+
+    void print_summary(double wall_seconds)
+    {
+        summary_.finish(watch_, wall_seconds);
+        const std::string &name = given_.settings.recording;
+        const auto truth = given_.truth_known ? std::optional(given_.true_offset) : std::nullopt;
+        const std::string text = given_.json ? summary_.json(name, truth) : summary_.text(name, truth);
+        const bool rows_on_stdout = given_.output == "-" || (given_.output.empty() && rows_);
+        if (rows_on_stdout)
+        {
+            fmt::print(stderr, "{}", text);
+            return;
+        }
+        output screen("-");
+        screen.print("{}", text);
+        screen.finish();
+    }
+
+private:
+    // Rows go to the file named, else down the pipe, but not over a person's screen or into the JSON.
+    void open_rows()
+    {
+        const bool down_the_pipe = !given_.json && isatty(STDOUT_FILENO) == 0;
+        if (given_.output.empty() && !down_the_pipe)
+            return;
+        rows_.emplace(given_.output.empty() ? std::string("-") : given_.output);
+        rows_->print("t_ns,cal_x,cal_y,cal_z,off_x,off_y,off_z,radius,grade,azimuth,pitch,roll\n");
+    }
+
+    void take(std::string_view line)
+    {
+        watch_.take(line);
+        if (page_.wanted())
+            cycles_.on_log(line);
+        if (log_)
+            log_->print("E/qvalgo: {}\n", line);
+    }
+
+    void take(const event &e)
+    {
+        summary_.count(e);
+        cycles_.on_event(e);
+    }
+
+    void take(const cycle &c)
+    {
+        counts_.add(c);
+        page_.add(c);
+    }
+
+    void take(const event &e, const sample_result &result)
+    {
+        cycles_.on_result();
+        summary_.add(result, raw_microtesla(e, given_.settings.counts));
+        if (rows_)
+            print_row(&*rows_, result);
+    }
+
+    const replay_arguments &given_;
+    std::optional<output> rows_, log_;
+    page_file page_;
+    cycle_counts counts_;
+    cycle_listener cycles_;
+    log_watch watch_;
+    summary summary_;
+};
+
+void print_warnings(const replay_settings &settings, const log_watch &watch)
+{
+    const std::string name = settings.config.empty() ? "customer file" : settings.config;
+    for (const std::string &complaint : watch.complaints())
+        fmt::print(stderr, "qv6d: {}: {}\n", name, complaint);
+    if (!watch.complaints().empty() && watch.customer_file_left())
+        fmt::print(stderr, "qv6d: {}: the lines after that were not read\n", name);
+    if (!watch.complaints().empty() && !settings.config.empty())
+        fmt::print(stderr, "qv6d: {}: `qv6d check {}` says more\n", name, name);
+    if (configuration_in_force().env.gyrthr != 0.0 && !settings.notify_gyro)
+        fmt::print(stderr, "qv6d: env.gyrthr is set, but without --notify-gyro no gyroscope is heard: nothing moves\n");
+}
+
+double seconds_of(const std::function<void()> &work)
+{
+    const auto start = std::chrono::steady_clock::now();
+    work();
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+void refuse_conflicts(const replay_arguments &given)
+{
+    if (given.json && given.output == "-")
+        throw error(EXIT_USAGE, "--json and --output - would both write to standard output");
+    refuse_overlap({given.settings.recording, given.settings.config}, {given.output, given.log, given.report});
+}
+
+void run_replay(const replay_arguments &given)
+{
+    refuse_conflicts(given);
+    replay_results results(given);
+    replay_settings settings = given.settings;
+    settings.debug = results.need_debug_lines();
+    const double wall_seconds = seconds_of([&] { replay(settings, results.listener()); });
+    results.finish_files();
+    print_warnings(given.settings, results.log());
+    results.print_summary(wall_seconds);
+}
+
+constexpr const char *REPLAY_FOOTER =
+    "A recording is a CSV file in time order. A line has one event or all three sensors:\n"
+    "  t_ns,sensor,x,y,z                    sensor is acc (m/s²), gyr (rad/s) or mag (µT)\n"
+    "  t_ns,ax,ay,az,gx,gy,gz,mx,my,mz\n"
+    "Rows of results go to --output. Without it they go to standard output, unless that is a terminal.\n\n"
+    "Examples:\n"
+    "  qv6d replay phone.csv                         show a summary of the calibration\n"
+    "  qv6d replay phone.csv --output rows.csv       keep the results of every sample too\n"
+    "  qv6d replay phone.csv --every 5               replay as if the magnetometer were slower\n"
+    "  qv6d replay phone.csv --config device.cfg     use a customer file\n"
+    "  qv6d replay phone.csv --state kept            keep the calibration; a second run resumes from it\n"
+    "  qv6d replay phone.csv --report report.html    write a report with pictures and reasons\n";
+
+} // namespace
+
+void add_replay(CLI::App *app, exit_code *)
+{
+    const auto given = std::make_shared<replay_arguments>();
+    CLI::App *command =
+        app->add_subcommand("replay", "Replay a recording through the library, as a sensor service would");
+    command->footer(with_exit_codes(REPLAY_FOOTER));
+    add_replay_settings(command, &given->settings);
+    command->add_option("-o,--output", given->output, "Write a row of results per magnetometer event to this file");
+    add_numbers(command, "--true-offset", &given->true_offset,
+                "True hard-iron offset X,Y,Z in µT; the summary says how far the calibration is from it");
+    add_report(command, &given->report);
+    command->add_option("--log", given->log, "Write the library's log to this file");
+    command->add_flag("--json", given->json, "Print the summary as JSON");
+    command->callback(
+        [given, command]
+        {
+            given->truth_known = command->count("--true-offset") > 0;
+            run_replay(*given);
+        });
+}
+
+} // namespace qv6d

@@ -1,0 +1,141 @@
+#include "explain/cycle_source.h"
+
+#include "common/error.h"
+#include "recordings/device_log.h"
+
+#include <fmt/format.h>
+
+namespace qv6d
+{
+
+namespace
+{
+
+bool is_recording(const std::string &path)
+{
+    if (path == "-")
+        return true;
+    expect_regular_file(path, "it is read twice; - reads a recording from standard input");
+    line_reader lines(path);
+    std::string_view first;
+    return lines.next(&first) && is_recording_header(first);
+}
+
+void note_start(cycle_source *source, std::string_view line)
+{
+    if (line.find("LOAD_DAT_BAK [O]") != std::string_view::npos)
+        ++source->resumes;
+}
+
+cycle_source replay_cycles(replay_settings settings, const std::function<void(const cycle &)> &on_cycle)
+{
+    cycle_listener cycles(on_cycle);
+    settings.debug = true;
+    replay_listener listener;
+    listener.on_log = [&](std::string_view line) { cycles.on_log(line); };
+    listener.on_event = [&](const event &e) { cycles.on_event(e); };
+    listener.on_result = [&](const event &, const sample_result &) { cycles.on_result(); };
+    replay(settings, listener);
+    return cycles.finish(settings);
+}
+
+// Seconds from the first time stamp of a log. Without stamps the samples' numbers, or seconds by their rate.
+class log_clock
+{
+public:
+    explicit log_clock(double rate) : rate_(rate > 0.0 ? rate : 1.0), timed_(rate > 0.0)
+    {
+    }
+
+    // When the line was written, after so many cycles.
+    double read(const log_line &line, std::uint64_t cycles)
+    {
+        if (line.seconds)
+        {
+            first_ = first_.value_or(*line.seconds);
+            now_ = *line.seconds - *first_;
+        }
+        else if (!first_)
+            now_ = static_cast<double>(cycles) / rate_;
+        return now_;
+    }
+
+    bool timed() const
+    {
+        return timed_ || first_;
+    }
+
+private:
+    const double rate_;
+    const bool timed_; // by the rate
+    std::optional<double> first_;
+    double now_ = 0.0;
+};
+
+cycle_source read_log(const std::string &path, double log_rate, const std::function<void(const cycle &)> &on_cycle)
+{
+    cycle_source source;
+    cycle_reader reader(on_cycle);
+    log_clock times(log_rate);
+    line_reader lines(path, line_reader::long_lines::cut);
+    for (std::string_view text; lines.next(&text);)
+    {
+        const auto line = library_line(text);
+        if (!line)
+        {
+            source.foreign += text.empty() ? 0 : 1; // some of the library's lines end with an empty one
+            continue;
+        }
+        note_start(&source, line->text);
+        if (!reader.take(line->text, times.read(*line, reader.cycles())))
+            ++source.cut;
+    }
+    reader.finish();
+    source.timed = times.timed();
+    source.starts = reader.starts();
+    source.cycles = reader.cycles();
+    if (source.cycles == 0)
+        throw error(
+            EXIT_MALFORMED,
+            fmt::format("{}: expected a recording (header {}) or a log with the library's hcal_out lines, which "
+                        "hcal.endbg = 1 in the customer file switches on",
+                        path, EVENT_HEADER));
+    return source;
+}
+
+} // namespace
+
+void cycle_listener::on_log(std::string_view line)
+{
+    note_start(&source_, line);
+    reader_.take(line, now_);
+}
+
+void cycle_listener::on_event(const event &e)
+{
+    if (!first_t_ns_)
+        first_t_ns_ = e.t_ns;
+    now_ = (static_cast<double>(e.t_ns) - static_cast<double>(*first_t_ns_)) / 1e9;
+}
+
+cycle_source cycle_listener::finish(const replay_settings &settings)
+{
+    reader_.finish();
+    source_.starts = reader_.starts();
+    source_.cycles = reader_.cycles();
+    if (results_ == 0)
+        throw error(EXIT_MALFORMED, fmt::format("{}: holds no mag event to use", settings.recording));
+    if (source_.cycles == 0)
+        throw error(EXIT_MALFORMED, fmt::format("{}: switches hcal.endbg off, without which nothing can be explained",
+                                                settings.config.empty() ? "the customer file" : settings.config));
+    return source_;
+}
+
+cycle_source read_cycles(const replay_settings &settings, double log_rate,
+                         const std::function<void(const cycle &)> &on_cycle)
+{
+    return is_recording(settings.recording) ? replay_cycles(settings, on_cycle)
+                                            : read_log(settings.recording, log_rate, on_cycle);
+}
+
+} // namespace qv6d

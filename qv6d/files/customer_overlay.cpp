@@ -1,0 +1,98 @@
+#include "files/customer_overlay.h"
+
+#include "common/error.h"
+#include "common/file.h"
+#include "files/customer_file.h"
+#include "library/library_log.h"
+
+#include <algorithm>
+#include <fmt/format.h>
+
+namespace qv6d
+{
+
+namespace
+{
+
+std::vector<std::string> lines_of(const std::string &text)
+{
+    std::vector<std::string> lines;
+    for (std::size_t begin = 0; begin < text.size();)
+    {
+        const std::size_t end = std::min(text.find('\n', begin), text.size());
+        lines.push_back(text.substr(begin, end - begin));
+        begin = end + 1;
+    }
+    return lines;
+}
+
+// What the library would not take. Throws qv6d::error when it stops within the file.
+std::vector<std::string> complaints_about(const std::string &path)
+{
+    log_watch watch;
+    set_log_sink([&watch](std::string_view line) { watch.take(line); });
+    qvstorage_cfg cfg = {};
+    const int32_t result = load_file_cust(&cfg, path.c_str());
+    set_log_sink(nullptr);
+    std::vector<std::string> complaints = watch.complaints();
+    if (result != 0)
+        throw error(EXIT_MALFORMED, fmt::format("{}: the library stops within this customer file: {}", path,
+                                                complaints.empty() ? "it cannot be read" : complaints.back()));
+    return complaints;
+}
+
+// The key that a line sets, as the library reads it; empty when it sets none.
+std::string key_of(std::string line)
+{
+    if (line.starts_with('#') || line.starts_with('%') || std::count(line.begin(), line.end(), '=') != 1)
+        return "";
+    line.resize(line.find('='));
+    std::erase_if(line, [](char c) { return c == ' ' || c == '\t'; });
+    return line;
+}
+
+bool names_a_file(const std::string &line)
+{
+    const record_field *field = customer_field(key_of(line));
+    return field != nullptr && field->kind == key_kind::path;
+}
+
+} // namespace
+
+customer_overlay::customer_overlay(const std::string &base)
+{
+    if (base.empty())
+        return;
+    expect_regular_file(base, "the library reads it too");
+    lines_ = lines_of(read_whole_file(base, "a customer file"));
+    complaints_ = complaints_about(base);
+}
+
+std::string customer_overlay::with(const std::vector<std::pair<std::string, double>> &values) const
+{
+    std::vector<bool> set(values.size());
+    const auto setting = [&](std::size_t i) { return fmt::format("{} = {}\n", values[i].first, values[i].second); };
+    std::string text;
+    for (const std::string &line : lines_)
+    {
+        const std::string key = key_of(line);
+        const auto found = std::ranges::find(values, key, &std::pair<std::string, double>::first);
+        const auto i = static_cast<std::size_t>(found - values.begin());
+        text += found == values.end() ? line + "\n" : setting(i);
+        if (found != values.end())
+            set[i] = true;
+    }
+    for (std::size_t i = 0; i < values.size(); ++i)
+        if (!set[i])
+            text += setting(i);
+    return text;
+}
+
+customer_overlay customer_overlay::without_paths() const
+{
+    customer_overlay others = *this;
+    std::erase_if(others.lines_, names_a_file);
+    return others;
+}
+
+} // namespace qv6d

@@ -1,0 +1,157 @@
+#include "library/summary.h"
+
+#include "common/text.h"
+
+#include <cmath>
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+namespace qv6d
+{
+
+namespace
+{
+
+const char *words(start_kind started)
+{
+    switch (started)
+    {
+    case start_kind::resumed:
+        return "resumed from the stored calibration";
+    case start_kind::config_changed:
+        return "fresh: the stored calibration was learnt under another configuration";
+    case start_kind::data_unreadable:
+        return "fresh: the stored calibration is missing or damaged";
+    case start_kind::fresh:
+        break;
+    }
+    return "fresh";
+}
+
+const char *word(start_kind started)
+{
+    switch (started)
+    {
+    case start_kind::resumed:
+        return "resumed";
+    case start_kind::config_changed:
+        return "config_changed";
+    case start_kind::data_unreadable:
+        return "data_unreadable";
+    case start_kind::fresh:
+        break;
+    }
+    return "fresh";
+}
+
+double norm(const std::array<double, 3> &v)
+{
+    return std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]);
+}
+
+double distance(const float offset[3], const std::array<double, 3> &truth)
+{
+    return norm({offset[0] - truth[0], offset[1] - truth[1], offset[2] - truth[2]});
+}
+
+nlohmann::json spread_of(const running_stats &stats)
+{
+    if (stats.empty())
+        return nullptr;
+    return {{"mean", stats.mean()}, {"stdev", stats.stdev()}};
+}
+
+} // namespace
+
+void summary::count(const event &e)
+{
+    if (events_[0] + events_[1] + events_[2] == 0)
+        first_t_ns_ = e.t_ns;
+    last_t_ns_ = e.t_ns;
+    ++events_[static_cast<std::size_t>(e.kind)];
+}
+
+double summary::seconds(std::int64_t t_ns) const
+{
+    const std::uint64_t past = static_cast<std::uint64_t>(t_ns) - static_cast<std::uint64_t>(first_t_ns_);
+    return static_cast<double>(past) / 1e9;
+}
+
+void summary::add(const sample_result &result, const std::array<double, 3> &raw_field)
+{
+    ++used_;
+    last_ = result;
+    const double calibrated = norm({result.calibrated[0], result.calibrated[1], result.calibrated[2]});
+    raw_norm_.add(norm(raw_field));
+    calibrated_norm_.add(calibrated);
+    if (result.grade > QV6D_GRADE_UNRELIABLE)
+        graded_norm_.add(calibrated);
+    const auto grade = static_cast<std::size_t>(result.grade);
+    if (grade < first_shown_.size() && !first_shown_[grade])
+        first_shown_[grade] = seconds(result.t_ns);
+}
+
+void summary::finish(const log_watch &log, double wall_seconds)
+{
+    resets_ = log.resets();
+    started_ = log.started();
+    wall_seconds_ = wall_seconds;
+}
+
+std::string summary::text(const std::string &recording, const std::optional<std::array<double, 3>> &true_offset) const
+{
+    const auto total = events_[0] + events_[1] + events_[2];
+    const auto first = [this](std::size_t grade)
+    {
+        return first_shown_[grade] ? fmt::format("{} at {:.1f} s", grade, *first_shown_[grade])
+                                   : fmt::format("{} never", grade);
+    };
+    const auto field = [](const running_stats &s) { return fmt::format("{:8.2f} ± {:.2f} µT", s.mean(), s.stdev()); };
+
+    std::string out = fmt::format("{}\n", recording);
+    out += fmt::format("  events      {} in {:.1f} s: {} acc, {} gyr, {} mag, {} of them used\n", total,
+                       seconds(last_t_ns_), events_[0], events_[1], events_[2], used_);
+    out += fmt::format("  start       {}\n", words(started_));
+    out += fmt::format("  grade       last {}; first shown: {}, {}, {}\n", last_.grade, first(QV6D_GRADE_LOW),
+                       first(QV6D_GRADE_MEDIUM), first(QV6D_GRADE_BEST));
+    out += fmt::format("  resets      {}\n", resets_);
+    out += fmt::format("  offset      {:.2f}, {:.2f}, {:.2f} µT, radius {:.1f} µT\n", last_.offset[0], last_.offset[1],
+                       last_.offset[2], last_.radius);
+    if (true_offset)
+        out += fmt::format("  true offset {:.2f}, {:.2f}, {:.2f} µT, missed by {:.2f} µT\n", (*true_offset)[0],
+                           (*true_offset)[1], (*true_offset)[2], distance(last_.offset, *true_offset));
+    out += fmt::format("  field norm  raw                {}\n", field(raw_norm_));
+    out += fmt::format("              calibrated         {}\n", field(calibrated_norm_));
+    if (first_shown_[QV6D_GRADE_LOW] || first_shown_[QV6D_GRADE_MEDIUM] || first_shown_[QV6D_GRADE_BEST])
+        out += fmt::format("              while grade above 0{}\n", field(graded_norm_));
+    out += fmt::format("  speed       {:.0f} events/s\n", static_cast<double>(total) / wall_seconds_);
+    return out;
+}
+
+std::string summary::json(const std::string &recording, const std::optional<std::array<double, 3>> &true_offset) const
+{
+    nlohmann::ordered_json first;
+    for (std::size_t grade = QV6D_GRADE_LOW; grade < first_shown_.size(); ++grade)
+        first[std::to_string(grade)] = first_shown_[grade] ? nlohmann::ordered_json(*first_shown_[grade]) : nullptr;
+
+    nlohmann::ordered_json out = {
+        {"recording", recording},
+        {"events", {{"acc", events_[0]}, {"gyr", events_[1]}, {"mag", events_[2]}, {"mag_used", used_}}},
+        {"duration_s", seconds(last_t_ns_)},
+        {"start", word(started_)},
+        {"last_grade", last_.grade},
+        {"first_grade_s", first},
+        {"resets", resets_},
+        {"offset_ut", {last_.offset[0], last_.offset[1], last_.offset[2]}},
+        {"radius_ut", last_.radius},
+        {"raw_norm_ut", spread_of(raw_norm_)},
+        {"calibrated_norm_ut", spread_of(calibrated_norm_)},
+        {"graded_norm_ut", spread_of(graded_norm_)},
+        {"events_per_s", static_cast<double>(events_[0] + events_[1] + events_[2]) / wall_seconds_},
+    };
+    if (true_offset)
+        out["offset_error_ut"] = distance(last_.offset, *true_offset);
+    return json_text(out, 2) + "\n";
+}
+
+} // namespace qv6d

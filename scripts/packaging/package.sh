@@ -1,0 +1,71 @@
+#!/usr/bin/env bash
+# Packs what was built for packages, and uses it from where it is unpacked: no root, nothing is installed.
+#   package.sh BUILD_DIR
+set -euo pipefail
+build=$(realpath "$1")
+packages=$build/packages
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+fails()
+{
+    echo "$1" >&2
+    exit 1
+}
+
+pack() # KIND GENERATOR
+{
+    cpack --config "$build/package-$1/CPackConfig.cmake" -G "$2" -B "$packages" >"$work/said" 2>&1 ||
+        { cat "$work/said" >&2 && fails "cpack failed"; }
+}
+
+depends() # PACKAGE DEPENDENCY
+{
+    dpkg-deb -f "$packages/$1"_*.deb Depends | grep -qE "(^|, )$2" || fails "$1 does not depend on $2"
+}
+
+replays() # QV6D
+{
+    "$1" simulate --seed 7 --offset 120,-45,-300 | "$1" replay - --json 2>&1 | grep -q '"last_grade": 3' ||
+        fails "$1 does not replay what it simulated"
+}
+
+# A program built with what is below the folder, and run with the library there.
+builds() # FOLDER
+{
+    local lib
+    lib=$(dirname "$(dirname "$(find "$1" -name qv6dalgo.pc)")")
+    mkdir "$1/run"
+    PKG_CONFIG_PATH=$lib/pkgconfig && export PKG_CONFIG_PATH &&
+        cc "$source/examples/heading.c" -o "$1/run/heading" $(pkg-config --cflags --libs qv6dalgo) &&
+        cd "$1/run" && LD_LIBRARY_PATH=$lib ./heading 2>/dev/null | grep -q '^azimuth 291.3 ' ||
+        fails "nothing can be built with $1"
+}
+
+source=$(cd "$(dirname "$0")/../.." && pwd)
+rm -rf "$packages"
+pack deb DEB
+pack archive TGZ
+rm -r "$packages/_CPack_Packages"
+
+mkdir "$work/root" "$work/archive"
+for package in libqv6dalgo1 libqv6dalgo-dev qv6d; do
+    dpkg-deb -x "$packages/$package"_*.deb "$work/root"
+done
+depends libqv6dalgo1 libc6
+depends libqv6dalgo-dev 'libqv6dalgo1 \(= '
+depends qv6d libfmt
+dpkg-deb -I "$packages"/libqv6dalgo1_*.deb shlibs | grep -q '^libqv6dalgo 1 libqv6dalgo1 (>= ' ||
+    fails "programs built with libqv6dalgo-dev would not depend on libqv6dalgo1"
+replays "$work/root/usr/bin/qv6d"
+builds "$work/root"
+
+tar -xf "$packages"/*.tar.gz -C "$work/archive" --strip-components 1
+replays "$work/archive/bin/qv6d"
+builds "$work/archive"
+others=$(readelf -d "$work/archive/bin/qv6d" | sed -n 's/.*NEEDED.*\[\(.*\)\]/\1/p' | grep -vE '^(libc|libm|ld-linux.*)\.so' || true)
+[ -z "$others" ] || fails "qv6d of the archive needs $others"
+
+if command -v lintian >/dev/null; then
+    lintian --allow-root --fail-on error "$packages"/*.deb
+fi
+ls -l "$packages"
