@@ -1,2 +1,3 @@
-# The library needs no other package, so that its targets are all there is.
+include(CMakeFindDependencyMacro)
+find_dependency(Threads) # of the service layer
 include(${CMAKE_CURRENT_LIST_DIR}/qv6dalgo-targets.cmake)

@@ -71,7 +71,7 @@ inside /usr/bin/qv6d replay /tmp/phone.csv --output /tmp/rows.csv --json | grep 
 export PKG_CONFIG_PATH
 PKG_CONFIG_PATH=$(dirname "$(find "$root" -name qv6dalgo.pc)")
 quietly cc "$source/examples/heading.c" -o "$root/tmp/heading" $(pkg-config --cflags --libs qv6dalgo)
-quietly cc "$source/examples/sensor_service.c" -o "$root/tmp/service" $(pkg-config --cflags qv6dalgo) -lm -ldl
+quietly cc "$source/examples/raw_service.c" -o "$root/tmp/service" $(pkg-config --cflags qv6dalgo) -lm -ldl
 inside /tmp/heading 2>/dev/null | grep -q '^azimuth 291.3 ' || fails "a linked program does not find the library"
 inside /tmp/service libqv6dalgo.so.1 2>/dev/null | grep -q 'grade 3' || fails "the library does not load by its name"
 

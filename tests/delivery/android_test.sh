@@ -16,5 +16,5 @@ for abi in arm64-v8a armeabi-v7a x86_64; do
     rules=$work/$abi/build.ninja
     grep -E '^ *SONAME = libqv6dalgo\.so$' "$rules" # the plain name, which a device looks for
     grep -qE '^ *LINK_LIBRARIES = .*-llog( |$)' "$rules"
-    not grep -E 'log_host|sensor_service|replay_command' "$rules" # a log of its own, or more than the library
+    not grep -E 'log_host|raw_service|replay_command' "$rules" # a log of its own, or more than the library
 done

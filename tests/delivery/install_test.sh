@@ -8,7 +8,7 @@ ends 0 "" cmake --install "$build" --prefix "$work/staged"
 mv "$work/staged" "$tree"
 lib=$(dirname "$(dirname "$(find "$tree" -name qv6dalgo.pc)")")
 
-ls "$lib"/libqv6dalgo.so "$tree"/{bin/qv6d,share/bash-completion/completions/qv6d}
+ls "$lib"/libqv6d{algo,service}.so "$tree"/{bin/qv6d,share/bash-completion/completions/qv6d}
 not grep -rIl -e "$work/staged" -e "$source" -e "$build" "$tree" # a folder of this machine
 
 # Runs in a folder of its own, where it keeps its files. The second run goes on where the first one ended.
@@ -31,8 +31,27 @@ runs 1 "$work/c"
 "${compile[@]}" "$source/examples/heading.c" -o "$work/c-static" -static $(pkg-config --cflags --libs --static qv6dalgo)
 runs 0 "$work/c-static"
 
+# The layer above, in the same ways. The second run keeps what the first one kept.
+serves() # NEEDED PROGRAM
+{
+    [ "$(readelf -d "$2" | grep -c 'NEEDED.*\[libqv6dservice.so.1\]')" -eq "$1" ] || complain "$2: linked the other way"
+    rm -rf "$work/kept"
+    mkdir "$work/kept"
+    for run in first second; do
+        "$tree/bin/qv6d" simulate --seed 7 --offset 120,-45,-300 |
+            LD_LIBRARY_PATH=$([ "$1" -eq 0 ] || echo "$lib") "$2" "$work/kept" | tail -n 1 | grep '^status 3'
+    done
+    ls "$work/kept"/qv6dservice.state{,.previous}
+}
+service=("${compile[@]}" "$source/examples/sensor_service.c")
+"${service[@]}" -o "$work/c-service" $(pkg-config --cflags --libs qv6dservice)
+serves 1 "$work/c-service"
+"${service[@]}" -o "$work/c-service-static" -static $(pkg-config --cflags --libs --static qv6dservice)
+serves 0 "$work/c-service-static"
+
 # The operations of the modules, by the headers below the public one.
-"$CC" -std=c11 -fsyntax-only -I "$(pkg-config --variable=includedir qv6dalgo)/qv6dalgo" "$source/tests/library/headers.c"
+include=$(pkg-config --variable=includedir qv6dalgo)
+"$CC" -std=c11 -fsyntax-only -I "$include" -I "$include/qv6dalgo" "$source/tests/library/headers.c"
 
 configured() # FOLDER OPTION...
 {
@@ -42,10 +61,12 @@ configured() # FOLDER OPTION...
 configured find_package -DCMAKE_PREFIX_PATH="$tree"
 runs 1 "$work/find_package/heading"
 runs 0 "$work/find_package/heading_static"
+serves 1 "$work/find_package/sensor_service"
+serves 0 "$work/find_package/sensor_service_static"
 configured subdirectory -DCMAKE_BUILD_TYPE=Debug # the quickest to build
 runs 0 "$work/subdirectory/heading"
 
-"${compile[@]}" "$source/examples/sensor_service.c" -o "$work/service" -I "$tree/include" -lm -ldl
+"${compile[@]}" "$source/examples/raw_service.c" -o "$work/service" -I "$tree/include" -lm -ldl
 LD_LIBRARY_PATH=$lib "$work/service" libqv6dalgo.so.1 2>/dev/null | tail -n 1 | grep 'grade [0-3]' # loaded by its name
 
 # What another major version promised, this one need not.

@@ -1,5 +1,6 @@
-/* Every installed header is C11 too; the public one comes first, so that it leans on nothing. */
+/* Every installed header is C11 too; the public ones come first, so that they lean on nothing. */
 #include "qv6dalgo.h"
+#include "qv6dservice.h"
 
 #include "algo/qvalgo.h"
 #include "env/qvenv.h"

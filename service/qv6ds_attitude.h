@@ -1,0 +1,28 @@
+// Where the device points: from gravity and the field, held between samples by the gyroscope when there is one.
+#pragma once
+
+#include "qv6ds_sample.h"
+#include "qv6ds_trust.h"
+
+struct qv6ds_attitude
+{
+    qv6ds_math::quaternion to_world; // device to east, north, up; north is magnetic
+    bool any;
+    int64_t time;     // ns, of the sample that it belongs to
+    int64_t apart_at; // ns, since when gyroscope and the two others contradict each other
+    bool apart;
+};
+
+struct qv6ds_heading
+{
+    uint32_t reasons;
+    qv6ds_math::quaternion to_world; // declination included
+    double azimuth, pitch, roll;     // degrees
+    double error;                    // degrees, 95 %; 180: no meaning
+};
+
+void qv6ds_attitude_start(qv6ds_attitude *attitude);
+
+// `field` is without soft iron and hard iron. Where nothing can be said the attitude before is kept.
+qv6ds_heading qv6ds_attitude_update(qv6ds_attitude *attitude, const qv6ds_sample &sample, qv6ds_math::vec field,
+                                    const qv6ds_judgement &judgement, double noise, const qv6ds_place &place);
