@@ -44,12 +44,12 @@ typedef enum qv6ds_sensor
 
 typedef enum qv6ds_error
 {
-    QV6DS_NULL = -1,    /* a pointer is null, or the size in front of a record is none that this version knows */
-    QV6DS_STARTED = -2, /* there is a service in this process already */
-    QV6DS_STOPPED = -3, /* the service was stopped */
-    QV6DS_VALUE = -4,   /* a setting or argument has no meaning: not finite, out of range, not a sensor */
-    QV6DS_FILE = -5,    /* the file cannot be written; the service goes on and tries again */
-    QV6DS_BUSY = -6,    /* another thread is saving */
+    QV6DS_NULL = -1,     /* a pointer is null, or the size in front of a record is none that this version knows */
+    QV6DS_STARTED = -2,  /* there is a service in this process already */
+    QV6DS_STOPPED = -3,  /* the service was stopped */
+    QV6DS_VALUE = -4,    /* a setting or argument has no meaning: not finite, out of range, not a sensor */
+    QV6DS_FILE = -5,     /* the file cannot be written; the service goes on and tries again */
+    QV6DS_BUSY = -6,     /* another thread is saving */
     QV6DS_NO_THREAD = -7 /* the system has no thread for saving: the service was not started */
 } qv6ds_error;
 

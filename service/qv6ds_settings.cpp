@@ -41,8 +41,7 @@ bool qv6ds_settings_valid(const qv6ds_settings &settings)
         if (!is_matrix(mount))
             return false;
     return is_matrix(settings.soft_iron) && settings.learn_hz >= RATE_MIN && settings.learn_hz <= RATE_MAX &&
-           settings.field_range > 0.0f &&
-           (settings.directory == nullptr || std::strlen(settings.directory) < PATH_MAX);
+           settings.field_range > 0.0f && (settings.directory == nullptr || std::strlen(settings.directory) < PATH_MAX);
 }
 
 matrix qv6ds_settings_matrix(const float rows[3][3])

@@ -12,8 +12,8 @@ static constexpr int32_t COUNT_MIN = 8;
 // A radius beyond these is no field of the earth, which has 22 to 67 microtesla.
 static constexpr double RADIUS_MIN = 15.0, RADIUS_MAX = 85.0;
 
-// Kept samples that share one systematic error: soft iron has five independent shapes.
-static constexpr double SHARING = 5.0;
+// Kept samples that share one systematic error: soft iron has five independent shapes, of which a gesture shows fewer.
+static constexpr double SHARING = 3.5;
 
 // Standard deviations of the three axes together to a bound of 95 %: 1.6 when the axes are alike, 2
 // for one alone, and a little for what the model leaves out.
@@ -149,9 +149,7 @@ qv6ds_fit qv6ds_sphere_fit(const qv6ds_sphere *sphere, double noise)
     fit.radius = radius;
     fit.residual = std::sqrt(squares / (n - 4.0));
     const double random = std::min(fit.residual, noise);
-    // What so few samples scatter beyond noise by chance is not held against them.
-    const double chance = 1.0 + std::sqrt(2.0 / (n - 4.0));
-    fit.systematic = std::sqrt(std::max(0.0, fit.residual * fit.residual - random * random * chance));
+    fit.systematic = std::sqrt(fit.residual * fit.residual - random * random);
 
     // Noise makes a cap of samples look deeper than it is, and its sphere smaller.
     const double trace = inverted.xx + inverted.yy + inverted.zz;

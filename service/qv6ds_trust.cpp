@@ -21,6 +21,16 @@ static constexpr double NORM_TOLERANCE = 3.0, NORM_LEARNT = 0.5;
 static constexpr double ALLOWANCE_GROWS = 0.002;
 static constexpr int64_t AGREES_FOR = SECOND;
 
+// So long samples are gathered before they speak against a trusted sphere, and longer when the radius is another too:
+// an offset that is really new does not change the strength of the field, and what passes does not stay.
+static constexpr int64_t REPLACES_AFTER = 3 * SECOND, REPLACES_LATE = 12 * SECOND;
+static constexpr double RADIUS_CHANGE = 0.08; // share of the radius
+
+// A status stays until the error is by so much above what it needs.
+static constexpr double STAYS = 1.25;
+
+static constexpr int64_t CALM_EVERY = SECOND;
+
 // A sphere whose samples scatter by more than this share of the radius was seen in a field that changed.
 static constexpr double RESIDUAL_MAX = 0.12;
 static constexpr int32_t RESIDUAL_COUNT = 24;
@@ -46,15 +56,6 @@ void qv6ds_trust_start(qv6ds_trust *trust)
     qv6ds_sphere_clear(&trust->trusted_samples);
     qv6ds_sphere_clear(&trust->young_samples);
     trust->noise = INFINITE;
-}
-
-void qv6ds_trust_resume(qv6ds_trust *trust, const qv6ds_sphere &samples, const qv6ds_fit &fit, double noise)
-{
-    trust->trusted_samples = samples;
-    trust->trusted = fit;
-    trust->noise = noise;
-    trust->allowance = unexplained(fit);
-    trust->resumed = true;
 }
 
 static bool is_questioned(const qv6ds_trust &trust)
@@ -84,6 +85,45 @@ static double learnt_within(const qv6ds_trust &trust)
     return NORM_LEARNT + 3.0 * noise_of(trust) + trust.allowance;
 }
 
+// From now on this sphere is trusted, and there is no younger state of it to go back to.
+static void trust_in(qv6ds_trust *trust, const qv6ds_sphere &samples, const qv6ds_fit &fit, double allowance)
+{
+    trust->trusted_samples = samples;
+    trust->trusted = fit;
+    trust->allowance = allowance;
+    for (int i = 0; i < 2; ++i)
+    {
+        trust->calm_samples[i] = samples;
+        trust->calm_allowance[i] = allowance;
+    }
+}
+
+void qv6ds_trust_resume(qv6ds_trust *trust, const qv6ds_sphere &samples, const qv6ds_fit &fit, double noise)
+{
+    trust_in(trust, samples, fit, unexplained(fit));
+    trust->noise = noise;
+    trust->resumed = true;
+}
+
+static void stay_calm(qv6ds_trust *trust, int64_t time)
+{
+    if (time - trust->calm_at >= 0 && time - trust->calm_at < CALM_EVERY)
+        return;
+    trust->calm_at = time;
+    trust->calm_samples[1] = trust->calm_samples[0];
+    trust->calm_allowance[1] = trust->calm_allowance[0];
+    trust->calm_samples[0] = trust->trusted_samples;
+    trust->calm_allowance[0] = trust->allowance;
+}
+
+// What was learnt in the last second or two was a part of what disturbs already.
+static void back_to_calm(qv6ds_trust *trust)
+{
+    const qv6ds_fit fit = qv6ds_sphere_fit(&trust->calm_samples[1], trust->noise);
+    if (fit.good)
+        trust_in(trust, trust->calm_samples[1], fit, std::min(trust->calm_allowance[1], unexplained(fit)));
+}
+
 static void forget_young(qv6ds_trust *trust)
 {
     qv6ds_sphere_clear(&trust->young_samples);
@@ -109,6 +149,8 @@ static void look_for_disturbance(qv6ds_trust *trust, const qv6ds_sample &sample)
 {
     const double now = away(*trust, sample.field);
     const bool agrees = now <= tolerance(*trust);
+    if (!agrees && !trust->disturbed)
+        back_to_calm(trust);
     if (!agrees)
         trust->agrees_since = sample.time;
     trust->disturbance = agrees ? trust->disturbance : std::max(trust->disturbance, now);
@@ -158,28 +200,41 @@ static bool is_mixed(const qv6ds_fit &fit, const qv6ds_sphere &samples)
     return samples.count >= RESIDUAL_COUNT && fit.residual > RESIDUAL_MAX * std::max(fit.radius, 1.0);
 }
 
-static void confirm_or_replace(qv6ds_trust *trust)
+static bool agrees(const qv6ds_fit &a, const qv6ds_fit &b)
 {
-    const bool agrees = trust->trusted.good &&
-                        norm(trust->young.centre - trust->trusted.centre) <= trust->young.error + trust->trusted.error;
+    return norm(a.centre - b.centre) <= a.error + b.error;
+}
+
+// A young sphere that contradicts the trusted one has to have gathered for some time.
+static bool may_replace(const qv6ds_trust &trust, int64_t time)
+{
+    const double change = std::fabs(trust.young.radius - trust.trusted.radius);
+    const bool same_field = change <= RADIUS_CHANGE * trust.trusted.radius;
+    return time - trust.young_since >= (same_field ? REPLACES_AFTER : REPLACES_LATE);
+}
+
+static void confirm_or_replace(qv6ds_trust *trust, int64_t time)
+{
+    const bool confirmed = trust->trusted.good && agrees(trust->young, trust->trusted);
+    if (trust->trusted.good && !confirmed && !may_replace(*trust, time))
+        return;
     trust->jumped = trust->resumed = false;
-    if (!agrees || trust->young.error < trust->trusted.error)
+    if (!confirmed || trust->young.error < trust->trusted.error)
     {
-        trust->trusted_samples = trust->young_samples;
-        trust->trusted = trust->young;
-        trust->allowance = unexplained(trust->young);
+        trust_in(trust, trust->young_samples, trust->young, unexplained(trust->young));
         trust->disturbed = false;
         trust->disturbance = 0.0;
     }
     forget_young(trust);
 }
 
-static void learn_trusted(qv6ds_trust *trust, vec field)
+static void learn_trusted(qv6ds_trust *trust, const qv6ds_sample &sample)
 {
     forget_young(trust);
-    if (away(*trust, field) > learnt_within(*trust))
+    stay_calm(trust, sample.time);
+    if (away(*trust, sample.field) > learnt_within(*trust))
         return;
-    qv6ds_sphere_add(&trust->trusted_samples, field);
+    qv6ds_sphere_add(&trust->trusted_samples, sample.field);
     const qv6ds_fit fit = qv6ds_sphere_fit(&trust->trusted_samples, trust->noise);
     if (fit.good)
     {
@@ -193,28 +248,30 @@ static void learn_trusted(qv6ds_trust *trust, vec field)
     }
 }
 
-static void learn_young(qv6ds_trust *trust, vec field)
+static void learn_young(qv6ds_trust *trust, const qv6ds_sample &sample)
 {
-    qv6ds_sphere_add(&trust->young_samples, field);
+    if (trust->young_samples.count == 0 || sample.time < trust->young_since)
+        trust->young_since = sample.time;
+    qv6ds_sphere_add(&trust->young_samples, sample.field);
     trust->young = qv6ds_sphere_fit(&trust->young_samples, trust->noise);
     if (is_mixed(trust->young, trust->young_samples))
         forget_young(trust);
     if (trust->young.good && trust->young.error <= ERROR_AT[3])
-        confirm_or_replace(trust);
+        confirm_or_replace(trust, sample.time);
 }
 
 void qv6ds_trust_learn(qv6ds_trust *trust, const qv6ds_sample &sample)
 {
     if (trust->trusted.good && !is_questioned(*trust))
-        learn_trusted(trust, sample.field);
+        learn_trusted(trust, sample);
     else
-        learn_young(trust, sample.field);
+        learn_young(trust, sample);
 }
 
-static int32_t status_of(double error)
+static int32_t status_of(double error, int32_t shown)
 {
     for (int32_t status = 3; status > 0; --status)
-        if (error <= ERROR_AT[status])
+        if (error <= ERROR_AT[status] * (status <= shown ? STAYS : 1.0))
             return status;
     return 0;
 }
@@ -232,7 +289,7 @@ static void add_doubts(qv6ds_judgement *judgement, const qv6ds_trust &trust)
         judgement->error += 2.0 * trust.disturbance;
         judgement->reasons |= QV6DS_DISTURBED;
     }
-    judgement->status = status_of(judgement->error);
+    judgement->status = status_of(judgement->error, trust.status);
     if ((judgement->reasons & (QV6DS_JUMPED | QV6DS_DISTURBED)) != 0)
         judgement->status = std::min(judgement->status, 1);
     else if (judgement->status < 3)
@@ -251,15 +308,18 @@ static void add_place(qv6ds_judgement *judgement, const qv6ds_place &place)
         return;
     judgement->reasons |= QV6DS_OTHER_FIELD;
     judgement->error += 2.0 * away;
-    judgement->status = std::min(judgement->status, std::min(2, status_of(judgement->error)));
+    judgement->status = std::min(judgement->status, std::min(2, status_of(judgement->error, 0)));
 }
 
-qv6ds_judgement qv6ds_trust_judge(const qv6ds_trust *trust, int64_t time, const vec *offset, const qv6ds_place *place)
+qv6ds_judgement qv6ds_trust_judge(qv6ds_trust *trust, int64_t time, const vec *offset, const qv6ds_place *place)
 {
     qv6ds_judgement judgement = {0, QV6DS_TURN, {}, 0.0, INFINITE, trust->disturbance};
     const qv6ds_fit &fit = trust->trusted.good ? trust->trusted : trust->young;
     if (!fit.good)
+    {
+        trust->status = 0;
         return judgement;
+    }
     judgement.reasons = 0;
     judgement.bias = fit.centre;
     judgement.radius = fit.radius;
@@ -280,5 +340,6 @@ qv6ds_judgement qv6ds_trust_judge(const qv6ds_trust *trust, int64_t time, const 
         add_place(&judgement, *place);
     if (judgement.status == 0)
         judgement.error = INFINITE;
+    trust->status = judgement.status;
     return judgement;
 }

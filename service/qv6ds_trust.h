@@ -17,13 +17,22 @@ struct qv6ds_trust
     // The sphere that is trusted, and the one that is built beside it when something speaks against that, or before.
     qv6ds_sphere trusted_samples, young_samples;
     qv6ds_fit trusted, young; // good: there is one
+    int64_t young_since;      // ns, when the young sphere was begun
     double noise;             // microtesla, standard deviation per axis; infinite when not known
     double allowance;         // microtesla, by which the norm may differ from the trusted radius beside noise
     double noise_count;       // samples that it was measured from
 
+    // The trusted sphere as it was one to two seconds ago, and as it was a second before that: what comes slowly nearer
+    // is learnt from before it is noticed, and forgotten then.
+    qv6ds_sphere calm_samples[2];
+    double calm_allowance[2];
+    int64_t calm_at; // ns, of the newer one
+
     bool disturbed;       // the field's norm is not the radius
     double disturbance;   // microtesla, by how much at most, fading
     int64_t agrees_since; // ns, since when it is again
+
+    int32_t status; // shown last
 
     bool jumped;                 // the field jumped, and the offset was not confirmed since
     double jump;                 // microtesla
@@ -59,5 +68,5 @@ void qv6ds_trust_learn(qv6ds_trust *trust, const qv6ds_sample &sample);
 void qv6ds_trust_follow(qv6ds_trust *trust, const qv6ds_sample &sample);
 
 // `offset` is the library's when it has validated one, else null.
-qv6ds_judgement qv6ds_trust_judge(const qv6ds_trust *trust, int64_t time, const qv6ds_math::vec *offset,
+qv6ds_judgement qv6ds_trust_judge(qv6ds_trust *trust, int64_t time, const qv6ds_math::vec *offset,
                                   const qv6ds_place *place);
