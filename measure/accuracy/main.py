@@ -1,7 +1,8 @@
-"""How good the library's offset and grade are, and how soon: simulated uses with known truth, put through qv6d replay.
+"""How good offset and grade are, and how soon: simulated uses with known truth, put through the library by qv6d replay
+and through the service layer.
 
-Without options it writes the table of docs/accuracy.md, the pictures there and docs/accuracy.csv, which has the curves of
-all rows. The pictures need matplotlib.
+Without options it writes the tables of docs/accuracy.md, the pictures there and docs/accuracy.csv, which has the curves
+of all rows. The pictures need matplotlib.
 """
 
 import argparse
@@ -13,12 +14,14 @@ import sys
 from concurrent.futures import ProcessPoolExecutor, as_completed
 
 import curves
+import service
 import table
 from cases import CASES, GROUPS
 from figures import BOUND, run_of, summary_of
 from simulated import Simulated
 
 SEEDS = 24
+HEADING_SEEDS = 8
 
 
 def measure(tool, case, seed):
@@ -32,21 +35,47 @@ def show_progress(done, total):
         print(f"\r[{bar:.<40}] {done} of {total} runs{end}", end="", file=sys.stderr, flush=True)
 
 
+def in_parallel(work, keys, seeds, jobs, take):
+    """take(key, results by seed) for each key as soon as its work(*key, seed) is done for every seed."""
+    results = {key: {} for key in keys}
+    with ProcessPoolExecutor(jobs) as pool:
+        begun = {pool.submit(*work(key), seed): (key, seed) for key in keys for seed in range(1, seeds + 1)}
+        for number, done in enumerate(as_completed(begun), 1):
+            key, seed = begun.pop(done)
+            results[key][seed] = done.result()
+            if len(results[key]) == seeds:
+                take(key, [result for _, result in sorted(results.pop(key).items())])
+            show_progress(number, len(keys) * seeds)
+
+
 def measure_all(tool, cases, seeds, jobs, take=lambda case, runs: None):
     """Summaries by the name of the case, in the order of cases. take(case, runs) is called when one is complete."""
-    runs = {case: {} for case in cases}
     summaries = {case.name: None for case in cases}
-    with ProcessPoolExecutor(jobs) as pool:
-        begun = {pool.submit(measure, tool, case, seed): (case, seed)
-                 for case in cases for seed in range(1, seeds + 1)}
-        for number, done in enumerate(as_completed(begun), 1):
-            case, seed = begun.pop(done)
-            runs[case][seed] = done.result()
-            if len(runs[case]) == seeds:
-                complete = [run for _, run in sorted(runs.pop(case).items())]
-                summaries[case.name] = summary_of(complete)
-                take(case, complete)
-            show_progress(number, len(cases) * seeds)
+
+    def keep(case, runs):
+        summaries[case.name] = summary_of(runs)
+        take(case, runs)
+
+    in_parallel(lambda case: (measure, tool, case), cases, seeds, jobs, keep)
+    return summaries
+
+
+def measure_service(tool, program, cases, seeds, jobs):
+    """Summaries by the name of the case, as far as it is one of the service's."""
+    cases = [case for case in cases if case in service.ROWS]
+    summaries = {case.name: None for case in cases}
+    in_parallel(lambda case: (service.measure, tool, program, case), cases, seeds, jobs,
+                lambda case, measured: summaries.update({case.name: service.summary(measured)}))
+    return summaries
+
+
+def measure_headings(tool, program, seeds, jobs):
+    """Summaries by motion, rate and whether there is a gyroscope."""
+    keys = [(motion, rate, gyroscope) for gyroscope in (True, False) for rate in service.RATES
+            for motion in service.MOTIONS]
+    summaries = dict.fromkeys(keys)
+    in_parallel(lambda key: (service.heading, tool, program, *key), keys, seeds, jobs,
+                lambda key, found: summaries.update({key: service.heading_summary(sum(found, []))}))
     return summaries
 
 
@@ -54,14 +83,22 @@ def version_of(tool):
     return subprocess.run([tool, "--version"], capture_output=True, text=True, check=True).stdout.strip()
 
 
-def write_document(tool, seeds, jobs):
+def write_document(tool, program, seeds, jobs):
     import pictures
 
     lines = {}
     summaries = measure_all(tool, CASES, seeds, jobs, lambda case, runs:
                             lines.update({case: curves.lines(case.name, curves.curves_of(runs))}))
-    generated = table.inputs(seeds, version_of(tool)) + "\n" + table.table(GROUPS, summaries)
-    table.DOCUMENT.write_text(table.replaced(table.DOCUMENT.read_text(), table.BEGIN, generated))
+    served = measure_service(tool, program, CASES, seeds, jobs)
+    headings = measure_headings(tool, program, HEADING_SEEDS, jobs)
+    inputs = table.inputs(seeds, version_of(tool))
+    document = table.DOCUMENT.read_text()
+    for begin, generated in (
+            (table.BEGIN, inputs + "\n" + table.table(GROUPS, summaries)),
+            (table.SERVICE, inputs + "\n" + table.service_table(GROUPS, served)),
+            (table.HEADINGS, f"Seeds 1 to {HEADING_SEEDS}.\n\n" + table.heading_table(headings))):
+        document = table.replaced(document, begin, generated)
+    table.DOCUMENT.write_text(document)
     table.RECORD.write_text("".join(lines[case] for case in CASES))
     pictures.draw_shown()
 
@@ -76,6 +113,7 @@ def without_infinity(value):
 def arguments():
     parser = argparse.ArgumentParser(prog="./run accuracy", description=__doc__)
     parser.add_argument("tool", help=argparse.SUPPRESS)
+    parser.add_argument("program", help=argparse.SUPPRESS)
     parser.add_argument("--seeds", type=int, metavar="N", help=f"print the table of so many seeds instead of {SEEDS}")
     parser.add_argument("--only", metavar="NAME,...", help="print these rows: " + ", ".join(c.name for c in CASES))
     parser.add_argument("--json", action="store_true", help="print JSON; null is never, or nothing to measure")
@@ -93,15 +131,17 @@ def main():
     given = arguments()
     seeds = given.seeds or SEEDS
     if given.seeds is None and given.only is None and not given.json:
-        write_document(given.tool, seeds, given.jobs)
+        write_document(given.tool, given.program, seeds, given.jobs)
         return
     cases = [case for case in CASES if given.only is None or case.name in given.only.split(",")]
     summaries = measure_all(given.tool, cases, seeds, given.jobs)
+    served = measure_service(given.tool, given.program, cases, seeds, given.jobs)
     if given.json:
-        facts = {"version": version_of(given.tool), "seeds": seeds, "bound_ut": BOUND, "rows": summaries}
+        facts = {"version": version_of(given.tool), "seeds": seeds, "bound_ut": BOUND, "rows": summaries,
+                 "service": served}
         print(json.dumps(without_infinity(facts), indent=2))
     else:
-        print(table.text(summaries), end="")
+        print(table.text(summaries), "\nWith the service layer:\n", table.service_text(served), sep="\n", end="")
 
 
 if __name__ == "__main__":
