@@ -49,26 +49,25 @@ typedef enum qv6ds_error
     QV6DS_STOPPED = -3,  /* the service was stopped */
     QV6DS_VALUE = -4,    /* a setting or argument has no meaning: not finite, out of range, not a sensor */
     QV6DS_FILE = -5,     /* the file cannot be written; the service goes on and tries again */
-    QV6DS_BUSY = -6,     /* another thread is saving */
-    QV6DS_NO_THREAD = -7 /* the system has no thread for saving: the service was not started */
+    QV6DS_NO_THREAD = -6 /* the system has no thread for saving: the service was not started */
 } qv6ds_error;
 
 /* Why the status is not higher, or what to do: bits of qv6ds_state.reasons. qv6ds_text has a sentence for each. */
 typedef enum qv6ds_reason
 {
-    QV6DS_TURN = 1 << 0,            /* too few directions were seen: turn the device about all axes */
-    QV6DS_DISTURBED = 1 << 1,       /* the field is not the earth's alone: a magnet, steel, a car */
-    QV6DS_JUMPED = 1 << 2,          /* the field jumped while the device did not turn: turn it to confirm the offset */
-    QV6DS_RESUMED = 1 << 3,         /* the offset is that of an earlier run: turn the device to confirm it */
-    QV6DS_NO_ACCELERATION = 1 << 4, /* no acceleration for this field: no attitude */
-    QV6DS_FREE_FALL = 1 << 5,       /* no gravity to be felt: no attitude */
-    QV6DS_VERTICAL = 1 << 6,        /* the field lies along gravity: no heading */
-    QV6DS_WAITING = 1 << 7,         /* the newest field still waits for its acceleration or gyroscope sample */
-    QV6DS_REFUSED = 1 << 8,     /* samples were refused in the last second: not finite, stuck, saturated, glitches */
-    QV6DS_TIME = 1 << 9,        /* samples were refused or a clock jumped in the last second */
-    QV6DS_NOT_SAVED = 1 << 10,  /* the last save failed */
-    QV6DS_SOFT_IRON = 1 << 11,  /* the field's norm depends on the direction: the soft-iron matrix is not right */
-    QV6DS_OTHER_FIELD = 1 << 12 /* the field differs from qv6ds_local_field */
+    QV6DS_TURN = 1,             /* too few directions were seen: turn the device about all axes */
+    QV6DS_DISTURBED = 2,        /* the field is not the earth's alone: a magnet, steel, a car */
+    QV6DS_JUMPED = 4,           /* the field jumped while the device did not turn: turn it to confirm the offset */
+    QV6DS_RESUMED = 8,          /* the offset is that of an earlier run: turn the device to confirm it */
+    QV6DS_NO_ACCELERATION = 16, /* no acceleration for this field: no attitude */
+    QV6DS_FREE_FALL = 32,       /* no gravity to be felt: no attitude */
+    QV6DS_VERTICAL = 64,        /* the field lies along gravity: no heading */
+    QV6DS_WAITING = 128,        /* the newest field still waits for its acceleration or gyroscope sample */
+    QV6DS_REFUSED = 256,        /* samples were refused in the last second: not finite, stuck, saturated, glitches */
+    QV6DS_TIME = 512,           /* samples were refused or a clock jumped in the last second */
+    QV6DS_NOT_SAVED = 1024,     /* the last save failed */
+    QV6DS_SOFT_IRON = 2048,     /* the field's norm depends on the direction: the soft-iron matrix is not right */
+    QV6DS_OTHER_FIELD = 4096    /* the field differs from qv6ds_local_field */
 } qv6ds_reason;
 
 /* Begin with qv6ds_defaults() and change what is to be different. */

@@ -24,7 +24,7 @@ int32_t qv6ds_start(const qv6ds_settings *given, qv6ds **service)
     if (the_service.started)
         return QV6DS_STARTED;
     qv6ds_service_begin(&the_service, *given);
-    if (!qv6ds_saver_run(&the_service.saver, &the_service.mutex))
+    if (!qv6ds_saver_run(&the_service.saver))
         return QV6DS_NO_THREAD;
     const qv6ds_lock lock(&the_service.mutex);
     the_service.started = true;

@@ -11,8 +11,10 @@
 static constexpr int64_t RETRY = 30000000000; // ns, after a save that failed
 static constexpr int64_t AT_ONCE = INT64_MIN;
 
-void qv6ds_saver_begin(qv6ds_saver *saver, const qv6ds_settings &settings)
+void qv6ds_saver_begin(qv6ds_saver *saver, const qv6ds_settings &settings, pthread_mutex_t *mutex)
 {
+    const qv6ds_lock alone(&saver->files); // a save that was asked for before the last stop
+    saver->mutex = mutex;
     saver->good = {};
     saver->any = saver->unsaved = saver->due = saver->ending = saver->failed = false;
     saver->save_at = saver->seen_at = AT_ONCE;
@@ -43,9 +45,8 @@ static void *save_when_due(void *argument)
     return nullptr;
 }
 
-bool qv6ds_saver_run(qv6ds_saver *saver, pthread_mutex_t *mutex)
+bool qv6ds_saver_run(qv6ds_saver *saver)
 {
-    saver->mutex = mutex;
     return pthread_create(&saver->thread, nullptr, save_when_due, saver) == 0;
 }
 
@@ -99,8 +100,9 @@ void qv6ds_saver_forget_time(qv6ds_saver *saver)
     saver->save_at = saver->seen_at = AT_ONCE;
 }
 
-static int32_t save(qv6ds_saver *saver)
+int32_t qv6ds_saver_save(qv6ds_saver *saver)
 {
+    const qv6ds_lock alone(&saver->files);
     qv6ds_kept kept;
     bool any, failed_before;
     {
@@ -125,15 +127,6 @@ static int32_t save(qv6ds_saver *saver)
     if (failure == 0 && failed_before)
         qv6ds_saver_say(saver, "%s: saves again", saver->directory);
     return failure == 0 ? 0 : QV6DS_FILE;
-}
-
-int32_t qv6ds_saver_save(qv6ds_saver *saver)
-{
-    if (saver->saving.exchange(true))
-        return QV6DS_BUSY;
-    const int32_t result = save(saver);
-    saver->saving = false;
-    return result;
 }
 
 void qv6ds_saver_say(const qv6ds_saver *saver, const char *format, ...)

@@ -4,7 +4,6 @@
 #include "qv6ds_store.h"
 #include "qv6dservice.h"
 
-#include <atomic>
 #include <climits>
 #include <cstdint>
 #include <pthread.h>
@@ -27,13 +26,14 @@ struct qv6ds_saver
     void (*log)(void *user, int priority, const char *text);
     void *user;
 
-    std::atomic<bool> saving;
+    pthread_mutex_t files = PTHREAD_MUTEX_INITIALIZER; // of those who save, one after the other
 };
 
-void qv6ds_saver_begin(qv6ds_saver *saver, const qv6ds_settings &settings);
+// `mutex` is the service's.
+void qv6ds_saver_begin(qv6ds_saver *saver, const qv6ds_settings &settings, pthread_mutex_t *mutex);
 
 // Starts and ends the thread; false when the system has none.
-bool qv6ds_saver_run(qv6ds_saver *saver, pthread_mutex_t *mutex);
+bool qv6ds_saver_run(qv6ds_saver *saver);
 void qv6ds_saver_end(qv6ds_saver *saver);
 
 // What is kept in the directory, if it is whole and sound.
@@ -51,7 +51,7 @@ void qv6ds_saver_look(qv6ds_saver *saver, int64_t time);
 // After a clock was set the next save is due at the next good moment.
 void qv6ds_saver_forget_time(qv6ds_saver *saver);
 
-// With the mutex free. 0, QV6DS_BUSY or QV6DS_FILE.
+// With the mutex free. 0 or QV6DS_FILE.
 int32_t qv6ds_saver_save(qv6ds_saver *saver);
 
 // A line for the log, with the mutex free.

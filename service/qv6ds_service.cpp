@@ -71,7 +71,7 @@ static const char *customer_file_of(const qv6ds_settings &settings, char (&path)
 void qv6ds_service_begin(qv6ds *service, const qv6ds_settings &settings)
 {
     char path[PATH_MAX + 32];
-    qv6ds_saver_begin(&service->saver, settings);
+    qv6ds_saver_begin(&service->saver, settings, &service->mutex);
     qv6ds_timeline_start(&service->timeline, settings.wait_for_gyroscope != 0);
     qv6ds_guard_start(&service->guard, static_cast<double>(settings.field_range));
     qv6ds_learner_start(&service->learner, settings.learn_hz, customer_file_of(settings, path));

@@ -25,7 +25,8 @@ depends() # PACKAGE DEPENDENCY
 
 replays() # QV6D
 {
-    "$1" simulate --seed 7 --offset 120,-45,-300 | "$1" replay - --json 2>&1 | grep -q '"last_grade": 3' ||
+    "$1" simulate --seed 7 --offset 120,-45,-300 --output "$work/phone.csv"
+    "$1" replay "$work/phone.csv" --json 2>&1 | grep -q '"last_grade": 3' ||
         fails "$1 does not replay what it simulated"
 }
 
@@ -37,7 +38,9 @@ builds() # FOLDER
     mkdir "$1/run"
     PKG_CONFIG_PATH=$lib/pkgconfig && export PKG_CONFIG_PATH &&
         cc "$source/examples/heading.c" -o "$1/run/heading" $(pkg-config --cflags --libs qv6dalgo) &&
-        cd "$1/run" && LD_LIBRARY_PATH=$lib ./heading 2>/dev/null | grep -q '^azimuth 291.3 ' ||
+        cd "$1/run" && LD_LIBRARY_PATH=$lib ./heading 2>/dev/null | grep -q '^azimuth 291.3 ' &&
+        cc "$source/examples/sensor_service.c" -o sensor_service $(pkg-config --cflags --libs qv6dservice) &&
+        LD_LIBRARY_PATH=$lib ./sensor_service <"$work/phone.csv" | tail -n 1 | grep -q '^status 3 ' ||
         fails "nothing can be built with $1"
 }
 
@@ -48,11 +51,13 @@ pack archive TGZ
 rm -r "$packages/_CPack_Packages"
 
 mkdir "$work/root" "$work/archive"
-for package in libqv6dalgo1 libqv6dalgo-dev qv6d; do
+for package in libqv6dalgo1 libqv6dservice1 libqv6dalgo-dev qv6d; do
     dpkg-deb -x "$packages/$package"_*.deb "$work/root"
 done
 depends libqv6dalgo1 libc6
 depends libqv6dalgo-dev 'libqv6dalgo1 \(= '
+depends libqv6dalgo-dev 'libqv6dservice1 \(= '
+depends libqv6dservice1 'libqv6dalgo1 \(>= '
 depends qv6d libfmt
 dpkg-deb -I "$packages"/libqv6dalgo1_*.deb shlibs | grep -q '^libqv6dalgo 1 libqv6dalgo1 (>= ' ||
     fails "programs built with libqv6dalgo-dev would not depend on libqv6dalgo1"

@@ -2,13 +2,16 @@
 set(CPACK_PACKAGE_NAME qv6dalgo)
 set(CPACK_VERBATIM_VARIABLES ON)
 set(CPACK_STRIP_FILES ON)
-set(CPACK_COMPONENTS_ALL runtime development tools)
+set(CPACK_COMPONENTS_ALL runtime service development tools)
 
 set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "magnetometer calibration and orientation for sensor services
 Learns a magnetometer's hard-iron offset while the device is used, grades how
 far the result can be trusted and gives azimuth, pitch and roll.")
+set(CPACK_COMPONENT_SERVICE_DESCRIPTION "layer of a sensor service on top of libqv6dalgo
+Takes samples of three sensors in any order and gives heading, calibrated field
+and a status with the bounds of both errors; keeps what was learnt.")
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "magnetometer calibration and orientation - development files
-Headers, static library and the files for find_package and pkg-config.")
+Headers, static libraries and the files for find_package and pkg-config.")
 set(CPACK_COMPONENT_TOOLS_DESCRIPTION "replay and make sensor recordings for libqv6dalgo
 Shows what the library makes of a recording and why, tries settings, and
 reads its record files and customer files.")
@@ -20,13 +23,19 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libqv6dalgo1) # after the soname
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/scripts/packaging/triggers)
+set(CPACK_DEBIAN_SERVICE_PACKAGE_NAME libqv6dservice1)
+set(CPACK_DEBIAN_SERVICE_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_SERVICE_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/scripts/packaging/triggers)
+set(CPACK_DEBIAN_SERVICE_PACKAGE_DEPENDS "libqv6dalgo1 (>= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/src) # where that is while packages are made
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libqv6dalgo-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
-  "libqv6dalgo1 (= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})")
+  "libqv6dalgo1 (= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE}), \
+libqv6dservice1 (= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME qv6d)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
-foreach(component RUNTIME TOOLS)
+foreach(component RUNTIME SERVICE TOOLS)
   set(CPACK_DEBIAN_${component}_PACKAGE_SHLIBDEPS ON)
 endforeach()
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
@@ -40,7 +49,7 @@ if(QV6D_DEBIAN) # every package has its licence and its history
     "  * Packages of version ${PROJECT_VERSION}.\n\n"
     " -- ${CPACK_PACKAGE_CONTACT}  ${date}\n")
   execute_process(COMMAND gzip -9nf ${PROJECT_BINARY_DIR}/changelog.Debian COMMAND_ERROR_IS_FATAL ANY)
-  foreach(component runtime development tools)
+  foreach(component runtime service development tools)
     string(TOUPPER ${component} upper)
     set(docs ${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_${upper}_PACKAGE_NAME})
     install(FILES ${PROJECT_SOURCE_DIR}/scripts/packaging/copyright DESTINATION ${docs} COMPONENT ${component})

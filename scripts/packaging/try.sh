@@ -27,7 +27,7 @@ fetch_dependencies()
     : >"$work/nothing"
     quietly apt-get -o Dir::State::status="$work/nothing" -o Dir::Cache::archives="$work/archives" -o Debug::NoLocking=1 \
         -o APT::Sandbox::User=root --download-only --no-install-recommends -y install \
-        "$packages"/{libqv6dalgo1,qv6d}_*.deb dash libc-bin
+        "$packages"/{libqv6dalgo1,libqv6dservice1,qv6d}_*.deb dash libc-bin
 }
 
 unpack_dependencies()
@@ -39,7 +39,7 @@ unpack_dependencies()
     local package
     for package in "$work"/archives/*.deb; do
         case ${package##*/} in
-        libqv6dalgo* | qv6d*) ;;
+        libqv6d* | qv6d*) ;;
         *) dpkg-deb --fsys-tarfile "$package" | tar -x -C "$root" --keep-directory-symlink ;;
         esac
     done
@@ -72,9 +72,12 @@ export PKG_CONFIG_PATH
 PKG_CONFIG_PATH=$(dirname "$(find "$root" -name qv6dalgo.pc)")
 quietly cc "$source/examples/heading.c" -o "$root/tmp/heading" $(pkg-config --cflags --libs qv6dalgo)
 quietly cc "$source/examples/raw_service.c" -o "$root/tmp/service" $(pkg-config --cflags qv6dalgo) -lm -ldl
+quietly cc "$source/examples/sensor_service.c" -o "$root/tmp/sensor_service" $(pkg-config --cflags --libs qv6dservice)
 inside /tmp/heading 2>/dev/null | grep -q '^azimuth 291.3 ' || fails "a linked program does not find the library"
 inside /tmp/service libqv6dalgo.so.1 2>/dev/null | grep -q 'grade 3' || fails "the library does not load by its name"
 
-quietly dpkg --root="$root" --purge qv6d libqv6dalgo-dev libqv6dalgo1
+inside /tmp/sensor_service <"$root/tmp/phone.csv" | tail -n 1 | grep -q '^status 3 ' || fails "the layer does not calibrate"
+
+quietly dpkg --root="$root" --purge qv6d libqv6dalgo-dev libqv6dservice1 libqv6dalgo1
 files | diff "$work/before" - || fails "installing and removing leaves these files"
 echo "installed, used and removed" >&2

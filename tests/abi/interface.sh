@@ -1,22 +1,29 @@
 #!/usr/bin/env bash
-# Compares the binary interface with the one recorded beside this script, or records it.
-#   interface.sh LIBRARY [--record]     LIBRARY: shared, built with debug info
+# Compares the binary interfaces with those recorded beside this script, or records them.
+#   interface.sh BUILD_DIR [--record]     with the shared libraries, built with debug info
 #
-# libqv6dalgo.abi   from the debug info: exports, their types, the layout of every record that they reach; the same on
-#                   64-bit Arm and x86, with gcc and clang
+# libqv6dalgo.abi, libqv6dservice.abi
+#                   from the debug info: exports, their types, the layout of every record that they reach and that a
+#                   header shows; the same on 64-bit Arm and x86, with gcc and clang
 # declared.txt      from the headers, what debug info does not tell: constants, which records are packed, the
 #                   declarations with the names of the parameters
 set -euo pipefail
-library=$(realpath "$1") record=${2:-}
+build=$(realpath "$1") record=${2:-}
+libraries=(algo service)
 cd "$(dirname "$0")/../.."
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
-describe_types()
+describe_types() # NAME
 {
-    abidw --exported-interfaces-only --no-architecture --no-show-locs --no-corpus-path --no-comp-dir-path \
-        --no-elf-needed --type-id-style hash "$library" >"$work/libqv6dalgo.abi"
-    grep -q '<function-decl' "$work/libqv6dalgo.abi" || { echo "$library has no debug info" >&2 && exit 2; }
+    local library=$build/src/libqv6dalgo.so public=()
+    if [ "$1" = service ]; then
+        library=$build/service/libqv6dservice.so
+        public=(--headers-dir include --drop-private-types)
+    fi
+    abidw "${public[@]}" --exported-interfaces-only --no-architecture --no-show-locs --no-corpus-path \
+        --no-comp-dir-path --no-elf-needed --type-id-style hash "$library" >"$work/libqv6d$1.abi"
+    grep -q '<function-decl' "$work/libqv6d$1.abi" || { echo "$library has no debug info" >&2 && exit 2; }
 }
 
 constants()
@@ -39,11 +46,12 @@ describe_headers()
 }
 
 # The tool's exit status has bits 1 and 2 for its own failures, others for differences.
-differs()
+differs() # NAME OPTION...
 {
-    local status=0
+    local status=0 name=libqv6d$1.abi
+    shift
     abidiff --exported-interfaces-only --no-architecture --leaf-changes-only --harmless --no-show-locs "$@" \
-        tests/abi/libqv6dalgo.abi "$work/libqv6dalgo.abi" >"$work/report" 2>&1 || status=$?
+        "tests/abi/$name" "$work/$name" >"$work/report" 2>&1 || status=$?
     if [ $((status & 3)) -ne 0 ]; then
         cat "$work/report" >&2
         exit 2
@@ -53,19 +61,21 @@ differs()
 
 compare()
 {
-    local same=true
-    if differs; then
-        cat "$work/report"
-        same=false
-    fi
+    local same=true name
+    for name in "${libraries[@]}"; do
+        if differs "$name"; then
+            cat "$work/report"
+            same=false
+        fi
+    done
     diff -U 0 --label recorded --label now tests/abi/declared.txt "$work/declared.txt" || same=false
-    $same && echo "The binary interface is the recorded one." && return
+    $same && echo "The binary interfaces are the recorded ones." && return
     cat >&2 <<'TEXT'
 
-The binary interface is not the one recorded in tests/abi/, which services built earlier rely on.
+A binary interface is not the one recorded in tests/abi/, which services built earlier rely on.
   Not meant?                                  Take the change back.
   Something added, or a parameter renamed?    ./run abi --record, and commit tests/abi/ with it.
-  Something that a service relies on changed? Raise `abi` in src/CMakeLists.txt first, which renames the library where
+  Something that a service relies on changed? Raise `abi` in its CMakeLists.txt first, which renames the library where
                                               libraries have versions; on Android, where they have none, every service
                                               must be built again. Then ./run abi --record.
 TEXT
@@ -75,23 +85,29 @@ TEXT
 # Under the same name nothing is recorded that breaks a service.
 refuse_a_break()
 {
-    [ -e tests/abi/libqv6dalgo.abi ] || return 0
-    local soname kept=true
-    soname=$(grep -o "soname='[^']*'" "$work/libqv6dalgo.abi")
-    grep -q "$soname" tests/abi/libqv6dalgo.abi || return 0
-    if differs --no-added-syms; then
-        cat "$work/report" >&2
-        kept=false
+    local soname name kept=true renamed=false
+    for name in "${libraries[@]}"; do
+        [ -e "tests/abi/libqv6d$name.abi" ] || continue
+        soname=$(grep -o "soname='[^']*'" "$work/libqv6d$name.abi")
+        grep -q "$soname" "tests/abi/libqv6d$name.abi" || { renamed=true && continue; }
+        if differs "$name" --no-added-syms; then
+            cat "$work/report" >&2
+            kept=false
+        fi
+    done
+    if ! $renamed && [ -e tests/abi/declared.txt ]; then
+        grep -E '^#|=|^struct' tests/abi/declared.txt | LC_ALL=C comm -23 - "$work/constants" >"$work/gone"
+        [ ! -s "$work/gone" ] || { sed 's/^/changed or gone: /' "$work/gone" >&2 && kept=false; }
     fi
-    grep -E '^#|=|^struct' tests/abi/declared.txt | LC_ALL=C comm -23 - "$work/constants" >"$work/gone"
-    [ ! -s "$work/gone" ] || { sed 's/^/changed or gone: /' "$work/gone" >&2 && kept=false; }
-    $kept || { echo "Not recorded: raise \`abi\` in src/CMakeLists.txt first." >&2 && exit 1; }
+    $kept || { echo "Not recorded: raise \`abi\` in its CMakeLists.txt first." >&2 && exit 1; }
 }
 
-describe_types
+for name in "${libraries[@]}"; do
+    describe_types "$name"
+done
 describe_headers
 case "$record" in
 "") compare ;;
---record) refuse_a_break && cp "$work/libqv6dalgo.abi" "$work/declared.txt" tests/abi/ ;;
+--record) refuse_a_break && cp "$work"/libqv6d*.abi "$work/declared.txt" tests/abi/ ;;
 *) sed -n '2,3p' "$0" >&2 && exit 2 ;;
 esac
