@@ -23,4 +23,8 @@ struct call_times
 };
 call_times time_calls(const std::vector<pair> &pairs);
 
+// The same of the service layer: an acceleration and a field, and the acceleration for which 64 fields have waited.
+call_times time_service(const std::vector<pair> &pairs);
+call_times time_service_releases(const std::vector<pair> &pairs);
+
 } // namespace bench

@@ -8,6 +8,7 @@ before=${2:-/dev/null}
 here=$(cd "$(dirname "$0")" && pwd)
 work=$build/work
 tool=$build/qv6d/qv6d bench=$build/measure/speed/qv6d_bench library=$build/src/libqv6dalgo.so
+layer=$build/service/libqv6dservice.so
 mkdir -p "$work" "$here/results"
 
 simulate()
@@ -69,17 +70,17 @@ instructions()
     done | awk 'NR == 1 { few = $1 } END { printf "pair, tumbling, instructions\t%.0f\t\t\n", ($1 - few) / 10000 }'
 }
 
-sizes()
+sizes() # NAME LIBRARY
 {
-    strip -o "$work/stripped.so" "$library"
-    size -A "$work/stripped.so" | awk -v OFS='\t' '
+    strip -o "$work/stripped.so" "$2"
+    size -A "$work/stripped.so" | awk -v OFS='\t' -v name="$1" '
         $1 == ".text" || $1 == ".rodata" { code += $2 }
         $1 == ".data" || $1 == ".data.rel.ro" || $1 == ".got" { data += $2 }
         $1 == ".bss" { zeroed = $2 }
         END {
-            print "library, code and constants", code, "bytes", ""
-            print "library, initialised data", data, "bytes", ""
-            print "library, zeroed data", zeroed, "bytes", ""
+            print name ", code and constants", code, "bytes", ""
+            print name ", initialised data", data, "bytes", ""
+            print name ", zeroed data", zeroed, "bytes", ""
         }'
 }
 
@@ -89,7 +90,8 @@ measure()
         tool_share
     scaling
     instructions
-    sizes
+    sizes library "$library"
+    sizes "service layer" "$layer"
 }
 
 table()

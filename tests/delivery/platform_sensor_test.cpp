@@ -80,10 +80,11 @@ TEST(PlatformSensor, OrientationHasTheAnglesThatThisSensorHad)
         const char *position;
         float quaternion[4]; // x, y, z, w
         float azimuth, pitch, roll;
-    } rows[] = {
-        {"flat, north", {0, 0, 0, 1}, 0, 0, 0},      {"flat, east", {0, 0, -s, s}, 90, 0, 0},
-        {"top edge up", {s, 0, 0, s}, 0, -90, 0},    {"left edge down", {0, -s, 0, s}, 0, 0, 90},
-        {"right edge down", {0, s, 0, s}, 0, 0, -90}};
+    } rows[] = {{"flat, north", {0, 0, 0, 1}, 0, 0, 0},
+                {"flat, east", {0, 0, -s, s}, 90, 0, 0},
+                {"top edge up", {s, 0, 0, s}, 0, -90, 0},
+                {"left edge down", {0, -s, 0, s}, 0, 0, 90},
+                {"right edge down", {0, s, 0, s}, 0, 0, -90}};
     for (const auto &row : rows)
     {
         SCOPED_TRACE(row.position);
