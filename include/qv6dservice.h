@@ -13,8 +13,10 @@
  * Contract
  * - There is one service for a process and loaded library, since the library keeps one state. A second start says so.
  *   A service does not use the library's own table beside this layer.
- * - Every function may be called from any thread. A call waits for another one for microseconds only: no file is
- *   touched while anything is locked. Nothing is allocated after the start.
+ * - Every function may be called from any thread. qv6ds_put, qv6ds_get and qv6ds_local_field wait for another call for
+ *   less than a millisecond, but for a flush or stop that works on a long batch: no file is touched while they wait.
+ *   Saves wait for each other, and starts and stops do. Nothing is allocated after the start.
+ * - Times are within 2^61 of 0; a sample of another time is refused.
  * - Results: 0 for success, below 0 one of qv6ds_error. Nothing is written through a pointer when a call fails.
  * - A null service or argument gives QV6DS_NULL, except where a function says otherwise. A service that was stopped
  *   gives QV6DS_STOPPED: its pointer stays good for that answer.
@@ -64,10 +66,11 @@ typedef enum qv6ds_reason
     QV6DS_VERTICAL = 64,        /* the field lies along gravity: no heading */
     QV6DS_WAITING = 128,        /* the newest field still waits for its acceleration or gyroscope sample */
     QV6DS_REFUSED = 256,        /* samples were refused in the last second: not finite, stuck, saturated, glitches */
-    QV6DS_TIME = 512,           /* samples were refused or a clock jumped in the last second */
-    QV6DS_NOT_SAVED = 1024,     /* the last save failed */
-    QV6DS_SOFT_IRON = 2048,     /* the field's norm depends on the direction: the soft-iron matrix is not right */
-    QV6DS_OTHER_FIELD = 4096    /* the field differs from qv6ds_local_field */
+    QV6DS_TIME = 512,       /* a sample's time was there before or far ahead, or a clock was set, in the last second */
+    QV6DS_NOT_SAVED = 1024, /* the last save failed */
+    QV6DS_SOFT_IRON = 2048, /* the field's norm depends on the direction: the soft-iron matrix is not right */
+    QV6DS_OTHER_FIELD = 4096, /* the field differs from qv6ds_local_field */
+    QV6DS_UPRIGHT = 8192      /* the y axis points up or down: it has no azimuth; the quaternion is right */
 } qv6ds_reason;
 
 /* Begin with qv6ds_defaults() and change what is to be different. */
@@ -77,13 +80,17 @@ typedef struct qv6ds_settings
     const char *directory;      /* where the state is kept; null: nothing is kept */
     const char *customer_file;  /* null: "qvalgo-cust.cfg" of the directory */
     double learn_hz;            /* samples a second that the calibration is given, 1 to 100; 25 */
-    int64_t save_interval_ns;   /* between saves; 300 s; below 0: only at the stop and by qv6ds_save */
+    int64_t save_interval_ns;   /* between saves, at least 1 s; 300 s; below 0: only at the stop and by qv6ds_save */
+    int64_t wait_ns;            /* how long a field waits for samples of the other sensors, at most 15 s; 10.5 s */
     float mount[3][3][3];       /* by sensor: chip to device axes, row by row, for a column vector; identity */
     float soft_iron[3][3];      /* takes soft iron off a field in device axes, row by row; identity */
     int32_t wait_for_gyroscope; /* not 0: fields wait for the first gyroscope sample too; 0 */
-    float field_range;          /* a component of this size is saturated, microtesla; 4900 */
-    void (*log)(void *user, int priority, const char *text); /* a line for the system's log; null: the platform's */
-    void *user;                                              /* handed to log */
+    float field_range;          /* a component of this size is saturated, microtesla after `mount`; 4900 */
+
+    /* A line for the system's log; null: the platform's, where the library's own lines go in any case. It calls no
+     * function of this header. */
+    void (*log)(void *user, int priority, const char *text);
+    void *user; /* handed to log */
 } qv6ds_settings;
 
 /* What the service knows, of the newest field sample that is worked on. */
@@ -95,7 +102,7 @@ typedef struct qv6ds_state
     uint32_t reasons;    /* bits of qv6ds_reason */
     float raw[3];        /* the sample in device axes, soft iron in it */
     float bias[3];       /* hard iron, after the soft-iron matrix */
-    float field[3];      /* soft_iron * raw - bias, not smoothed */
+    float field[3];      /* soft iron of raw taken off, then bias; not smoothed */
     float radius;        /* of the field without the bias; 0 before there is one */
     float bias_error;    /* bounds |bias - truth| with 95 %; infinite at status 0 */
     float quaternion[4]; /* x, y, z, w: turns a device vector into east, north, up */
@@ -108,16 +115,17 @@ typedef struct qv6ds_state
 /* Complete settings: no directory, everything else as said above. */
 QV6DS_API qv6ds_settings qv6ds_defaults(void);
 
-/* Starts the service, takes up what is kept in the directory, and starts the thread that saves. *service is the running
- * one's pointer after QV6DS_STARTED too. A directory that cannot be used is no error: QV6DS_NOT_SAVED tells. */
+/* Starts the service, takes up what is kept in the directory, and starts the thread that saves. What was learnt under
+ * other matrices or another customer file is not taken up. *service is the running one's pointer after QV6DS_STARTED
+ * too. A directory that cannot be written is no error: QV6DS_NOT_SAVED tells. */
 QV6DS_API int32_t qv6ds_start(const qv6ds_settings *settings, qv6ds **service);
 
 /* Takes a sample in chip axes. Samples of one sensor come in the order of their times, sensors in any order to each
- * other, as long as one is not more than 10 s ahead of another. Bounded: see docs/performance.md. A sample that is not
- * usable is left out and is no error: the reasons tell. */
+ * other within `wait_ns`. Bounded: see docs/performance.md. A sample that is not usable is left out and is no error:
+ * the reasons tell. The first field after a gap is worked on when the next one agrees with it. */
 QV6DS_API int32_t qv6ds_put(qv6ds *service, qv6ds_sensor sensor, int64_t time_ns, float x, float y, float z);
 
-/* The end of a batch: works on the fields that wait for a later sample of another sensor. */
+/* The end of a batch of all sensors: works on the fields that wait. One without an acceleration has no heading. */
 QV6DS_API int32_t qv6ds_flush(qv6ds *service);
 
 /* The field of the earth at this place, from the platform's model: declination degrees east of true north, inclination

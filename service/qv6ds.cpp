@@ -10,7 +10,7 @@ using namespace qv6ds_math;
 static constexpr double RADIANS = std::numbers::pi / 180.0;
 
 // One for a process, as the library's state.
-static constinit qv6ds the_service = {}; // constinit: of its 1.6 MB only what is used is ever touched
+static constinit qv6ds the_service = {}; // constinit: its 1.6 MB are touched as buffers fill
 static pthread_mutex_t start_and_stop = PTHREAD_MUTEX_INITIALIZER;
 
 int32_t qv6ds_start(const qv6ds_settings *given, qv6ds **service)
@@ -20,13 +20,16 @@ int32_t qv6ds_start(const qv6ds_settings *given, qv6ds **service)
     if (!qv6ds_settings_valid(*given))
         return QV6DS_VALUE;
     const qv6ds_lock alone(&start_and_stop);
+    if (!the_service.started) // changed by starts and stops alone
+    {
+        qv6ds_service_begin(&the_service, *given);
+        if (!qv6ds_saver_run(&the_service.saver))
+            return QV6DS_NO_THREAD;
+    }
     *service = &the_service;
+    const qv6ds_lock lock(&the_service.mutex);
     if (the_service.started)
         return QV6DS_STARTED;
-    qv6ds_service_begin(&the_service, *given);
-    if (!qv6ds_saver_run(&the_service.saver))
-        return QV6DS_NO_THREAD;
-    const qv6ds_lock lock(&the_service.mutex);
     the_service.started = true;
     return 0;
 }

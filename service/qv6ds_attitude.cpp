@@ -11,25 +11,35 @@ static constexpr double DEGREES = 180.0 / std::numbers::pi;
 static constexpr double GRAVITY = 9.81;        // m/s²
 static constexpr double FREE_FALL = 1.0;       // m/s²
 static constexpr double HORIZONTAL_MIN = 0.02; // of the field: below it the field lies along gravity
+static constexpr double LEVEL_MIN = 0.02;      // of the y axis: below it the axis points up or down
 static constexpr double SECONDS = 1e-9;        // of a nanosecond
 
 // How fast what gravity and field say is followed when the gyroscope says otherwise, seconds.
 static constexpr double FOLLOW = 0.25;
 
-// Acceleration that is not gravity's share of it, at which it counts for little.
-static constexpr double SHAKEN = 0.05;
+// Tilt by sideways acceleration, rad, at which what the accelerometer says counts for half.
+static constexpr double SHAKEN = 0.1;
+static constexpr double DISTURBED_TRUST = 0.1; // of 1, beside something magnetic
+static constexpr double TRUSTED = 0.5;         // of 1
 
-// Beyond this the gyroscope has missed a turn, or is none: after a moment the two others are taken as they are.
+// Beyond this the gyroscope has missed a turn, or is none: when the two others, trusted, have said so for a while, they
+// are taken as they are.
 static constexpr double APART = 10.0 / DEGREES;
 static constexpr int64_t APART_FOR = 300000000; // ns
 
-// Acceleration of a hand that the sensor takes for gravity, as a share of what |a| differs from g, and its noise.
-static constexpr double SIDEWAYS = 1.0, FORCE_NOISE = 0.05; // m/s²
+static constexpr double FORCE_NOISE = 0.05; // m/s²
+
+// Gravity is learnt at rest: from accelerations that hardly differ from the one before and are near what they should
+// be.
+static constexpr double RESTS = 0.15, GRAVITY_NEAR = 0.5; // m/s²
+static constexpr double GRAVITY_SHARE = 0.0005; // of a new sample in the mean: a curve of some seconds is no gravity
+static constexpr double GRAVITY_COUNT = 25.0;   // the first ones count alike
 
 void qv6ds_attitude_start(qv6ds_attitude *attitude)
 {
     *attitude = {};
     attitude->to_world = UNTURNED;
+    attitude->gravity = GRAVITY;
 }
 
 static quaternion of_axes(vec east, vec north, vec up)
@@ -59,7 +69,7 @@ static quaternion of_axes(vec east, vec north, vec up)
 // Takes the measured attitude at once, or a share of the way to it when the gyroscope holds the one before.
 static void follow(qv6ds_attitude *attitude, const qv6ds_sample &sample, quaternion measured, double trusted)
 {
-    const double dt = SECONDS * static_cast<double>(sample.time - attitude->time);
+    const double dt = SECONDS * static_cast<double>(std::max<int64_t>(0, sample.time - attitude->time));
     if (!attitude->any || !sample.has_rotation)
     {
         attitude->to_world = measured;
@@ -68,7 +78,7 @@ static void follow(qv6ds_attitude *attitude, const qv6ds_sample &sample, quatern
     }
     const quaternion predicted = normalized(attitude->to_world * rotation(sample.rotation));
     const vec way = rotation_vector(conjugate(predicted) * measured);
-    const bool apart = norm(way) > APART;
+    const bool apart = norm(way) > APART && trusted > TRUSTED;
     if (apart && !attitude->apart)
         attitude->apart_at = sample.time;
     attitude->apart = apart;
@@ -78,12 +88,32 @@ static void follow(qv6ds_attitude *attitude, const qv6ds_sample &sample, quatern
         attitude->to_world = normalized(predicted * rotation((trusted * (1.0 - std::exp(-dt / FOLLOW))) * way));
 }
 
-static double heading_error(const qv6ds_judgement &judgement, vec field, double horizontal, double noise, double shaken)
+static void learn_gravity(qv6ds_attitude *attitude, vec force)
+{
+    const double off = norm(force) - attitude->gravity;
+    if (norm(force - attitude->last_force) < RESTS && std::fabs(norm(force) - GRAVITY) < GRAVITY_NEAR)
+    {
+        attitude->gravity_count = std::min(attitude->gravity_count + 1.0, GRAVITY_COUNT);
+        attitude->gravity +=
+            (attitude->gravity_count < GRAVITY_COUNT ? 1.0 / attitude->gravity_count : GRAVITY_SHARE) * off;
+    }
+    attitude->last_force = force;
+}
+
+// By which a sideways acceleration turns what is felt as gravity, rad: s across g gives a norm of sqrt(g² + s²).
+static double tilt_of(const qv6ds_attitude &attitude, double force)
+{
+    const double off = std::max(0.0, std::fabs(force - attitude.gravity) - FORCE_NOISE);
+    return std::sqrt(2.0 * off / attitude.gravity) + FORCE_NOISE / attitude.gravity;
+}
+
+// `level`: share of the y axis that is horizontal, by which its heading swings more than the device.
+static double heading_error(const qv6ds_judgement &judgement, vec field, double horizontal, double noise, double tilt,
+                            double level)
 {
     const double across = (judgement.error + 2.0 * judgement.disturbance + 2.0 * noise) / horizontal;
     const double along = std::sqrt(std::max(0.0, dot(field, field) - horizontal * horizontal));
-    const double tilted = along / horizontal * (FORCE_NOISE + SIDEWAYS * shaken) / GRAVITY;
-    const double error = across + tilted;
+    const double error = across + along / horizontal * tilt + tilt * (1.0 / level - 1.0);
     return error < 1.0 ? std::asin(error) * DEGREES : 180.0;
 }
 
@@ -115,11 +145,18 @@ qv6ds_heading qv6ds_attitude_update(qv6ds_attitude *attitude, const qv6ds_sample
     if (heading.reasons == 0)
     {
         const vec up = (1.0 / force) * sample.force, right = (1.0 / norm(east)) * east;
-        const double shaken = std::fabs(force - GRAVITY) / GRAVITY;
-        const double trusted = judgement.disturbance > 0.0 ? 0.1 : SHAKEN / (SHAKEN + shaken);
+        learn_gravity(attitude, sample.force);
+        const double tilt = tilt_of(*attitude, force);
+        const double trusted =
+            judgement.disturbance > 0.0 ? DISTURBED_TRUST : SHAKEN * SHAKEN / (SHAKEN * SHAKEN + tilt * tilt);
         follow(attitude, sample, of_axes(right, cross(up, right), up), trusted);
         attitude->any = true;
-        heading.error = heading_error(judgement, field, horizontal, noise, shaken * GRAVITY);
+        const vec y = turned(attitude->to_world, {0, 1, 0});
+        const double level = std::hypot(y.x, y.y);
+        if (level < LEVEL_MIN)
+            heading.reasons = QV6DS_UPRIGHT;
+        else
+            heading.error = heading_error(judgement, field, horizontal, noise, tilt, level);
     }
     else if (attitude->any && sample.has_rotation)
         attitude->to_world = normalized(attitude->to_world * rotation(sample.rotation));

@@ -8,7 +8,10 @@ struct qv6ds_attitude
 {
     qv6ds_math::quaternion to_world; // device to east, north, up; north is magnetic
     bool any;
-    int64_t time;     // ns, of the sample that it belongs to
+    int64_t time;         // ns, of the sample that it belongs to
+    double gravity;       // m/s², as this accelerometer feels it at rest
+    double gravity_count; // samples that it was measured from
+    qv6ds_math::vec last_force;
     int64_t apart_at; // ns, since when gyroscope and the two others contradict each other
     bool apart;
 };

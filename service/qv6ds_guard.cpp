@@ -11,12 +11,21 @@ static constexpr double STEADY = 0.5;      // m/s²
 static constexpr double STUCK = 0.3;       // rad, turned without any change of the field, or of gravity alone
 static constexpr double JUMP_MIN = 6.0;    // microtesla: what noise does not do
 static constexpr int64_t GAP = 500000000;  // ns, after which nothing is expected of the next sample
+static constexpr int32_t AFTER_GAP = 2;    // samples that have to follow each other then
 static constexpr double SECONDS = 1e-9;    // of a nanosecond
 
 void qv6ds_guard_start(qv6ds_guard *guard, double range)
 {
     *guard = {};
     guard->range = range;
+    guard->lost = UNTURNED;
+}
+
+void qv6ds_guard_forget_time(qv6ds_guard *guard)
+{
+    guard->any = false;
+    guard->held_count = 0;
+    guard->lost = UNTURNED;
 }
 
 static bool is_field(const qv6ds_guard &guard, vec f)
@@ -45,11 +54,6 @@ static bool is_same(vec a, vec b)
     return a.x == b.x && a.y == b.y && a.z == b.z;
 }
 
-static double angle(vec a, vec b)
-{
-    return std::atan2(norm(cross(a, b)), dot(a, b));
-}
-
 // The same numbers again and again are those of a sensor that hangs, once the device has turned.
 static bool is_stuck(qv6ds_guard *guard, const qv6ds_sample &sample)
 {
@@ -67,56 +71,80 @@ static bool is_stuck(qv6ds_guard *guard, const qv6ds_sample &sample)
 
 static void let_through(qv6ds_guard *guard, const qv6ds_sample &sample, qv6ds_sample *let, int32_t *count)
 {
-    let[(*count)++] = sample;
+    let[*count] = sample;
+    let[*count].has_rotation = sample.has_rotation && guard->path_known;
+    let[*count].rotation = rotation_vector(guard->lost * rotation(sample.rotation));
+    ++*count;
     guard->last = sample;
     guard->any = true;
     guard->path = 0.0;
     guard->path_known = true;
+    guard->lost = UNTURNED;
+}
+
+// What the device turned up to a refused sample belongs to the next one.
+static void refuse(qv6ds_guard *guard, const qv6ds_sample &sample)
+{
+    ++guard->refused;
+    guard->lost = normalized(guard->lost * rotation(sample.rotation));
 }
 
 static void refuse_held(qv6ds_guard *guard)
 {
-    guard->refused += guard->held_count;
+    for (int32_t i = 0; i < guard->held_count; ++i)
+        refuse(guard, guard->held[i]);
     guard->held_count = 0;
+}
+
+static int32_t release_held(qv6ds_guard *guard, bool jumped, qv6ds_sample *let)
+{
+    int32_t count = 0;
+    guard->held[0].jumped = jumped;
+    for (int32_t i = 0; i < guard->held_count; ++i)
+        let_through(guard, guard->held[i], let, &count);
+    guard->held_count = 0;
+    return count;
+}
+
+// Nothing is known that the sample could be compared with.
+static bool is_first(const qv6ds_guard &guard, const qv6ds_sample &sample)
+{
+    return !guard.any || sample.time - guard.last.time > GAP;
+}
+
+// What can have been turned grows with time: after a small jump the held samples are nearer.
+static bool is_back(const qv6ds_guard &guard, const qv6ds_sample &sample)
+{
+    return guard.held_count == 0 ||
+           norm(sample.field - guard.last.field) <= norm(sample.field - guard.held[guard.held_count - 1].field);
 }
 
 int32_t qv6ds_guard_pass(qv6ds_guard *guard, const qv6ds_sample &sample, qv6ds_sample *let)
 {
-    int32_t count = 0;
-    const double path = norm(sample.rotation);
-    guard->path += path;
+    guard->path += norm(sample.rotation);
     guard->path_known = guard->path_known && sample.has_rotation;
     if (!is_field(*guard, sample.field) || is_stuck(guard, sample))
     {
-        ++guard->refused;
+        refuse_held(guard);
+        refuse(guard, sample);
         return 0;
     }
-
-    // What can have been turned grows with time: after a small jump the held samples are nearer.
-    const bool is_back = guard->held_count == 0 || norm(sample.field - guard->last.field) <=
-                                                       norm(sample.field - guard->held[guard->held_count - 1].field);
-    if (!guard->any || sample.time - guard->last.time > GAP ||
-        (is_back && follows(guard->last, sample, guard->path, guard->path_known)))
+    if (!is_first(*guard, sample) && is_back(*guard, sample) &&
+        follows(guard->last, sample, guard->path, guard->path_known))
     {
+        int32_t count = 0;
         refuse_held(guard);
         let_through(guard, sample, let, &count);
         return count;
     }
 
     // Samples that do not follow each other either are glitches one after the other.
-    if (guard->held_count > 0)
-    {
-        const qv6ds_sample &before = guard->held[guard->held_count - 1];
-        if (!follows(before, sample, path, sample.has_rotation))
-            refuse_held(guard);
-    }
+    if (guard->held_count > 0 &&
+        !follows(guard->held[guard->held_count - 1], sample, norm(sample.rotation), sample.has_rotation))
+        refuse_held(guard);
     guard->held[guard->held_count++] = sample;
-    if (guard->held_count == qv6ds_guard::HELD_MAX)
-    {
-        guard->held[0].jumped = true;
-        guard->held_count = 0;
-        for (const qv6ds_sample &held : guard->held)
-            let_through(guard, held, let, &count);
-    }
-    return count;
+    const bool after_gap = is_first(*guard, guard->held[0]);
+    if (guard->held_count < (after_gap ? AFTER_GAP : qv6ds_guard::HELD_MAX))
+        return 0;
+    return release_held(guard, !after_gap, let);
 }

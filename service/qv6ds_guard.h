@@ -12,7 +12,8 @@ struct qv6ds_guard
     bool any;
     double path;                 // rad, turned since then, in whatever direction
     bool path_known;             // every sample since then had its rotation
-    qv6ds_sample held[HELD_MAX]; // too far from the last one: a glitch, or the first ones after a jump
+    qv6ds_math::quaternion lost; // what was turned up to the samples that were refused since then
+    qv6ds_sample held[HELD_MAX]; // too far from the last one: a glitch, or the first ones after a jump or a gap
     int32_t held_count;
     qv6ds_sample repeated; // the first one of those with the same numbers
     double repeated_path;  // rad, turned since then
@@ -20,6 +21,9 @@ struct qv6ds_guard
 };
 
 void qv6ds_guard_start(qv6ds_guard *guard, double range);
+
+// After a clock was set nothing is compared with a time before.
+void qv6ds_guard_forget_time(qv6ds_guard *guard);
 
 // Takes a sample and writes those that are let through, in their order, to let[HELD_MAX + 1]. Returns how many.
 int32_t qv6ds_guard_pass(qv6ds_guard *guard, const qv6ds_sample &sample, qv6ds_sample *let);

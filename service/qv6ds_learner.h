@@ -15,8 +15,7 @@ struct qv6ds_learner
     bool validated; // the library validated an offset since it last started over
 };
 
-// Defaults, the settings of a service, and the customer file over them, if it can be read. `stored` is the learnt part
-// of an earlier run, null for none.
+// Defaults, the settings of a service, and the customer file over them; null for none.
 void qv6ds_learner_start(qv6ds_learner *learner, double learn_hz, const char *customer_file);
 
 // Takes up what an earlier run learnt under the same configuration; false and nothing is changed under another one.

@@ -4,9 +4,11 @@
 #include "qv6ds_lock.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <unistd.h>
 
 static constexpr int64_t RETRY = 30000000000; // ns, after a save that failed
 static constexpr int64_t AT_ONCE = INT64_MIN;
@@ -23,6 +25,11 @@ void qv6ds_saver_begin(qv6ds_saver *saver, const qv6ds_settings &settings, pthre
     saver->interval = settings.save_interval_ns;
     saver->log = settings.log;
     saver->user = settings.user;
+    if (saver->directory[0] != '\0' && access(saver->directory, W_OK | X_OK) != 0)
+    {
+        saver->failed = true;
+        qv6ds_saver_say(saver, "%s: cannot save there: %s", saver->directory, std::strerror(errno));
+    }
 }
 
 static void *save_when_due(void *argument)
@@ -60,15 +67,9 @@ void qv6ds_saver_end(qv6ds_saver *saver)
     pthread_join(saver->thread, nullptr);
 }
 
-// What a file holds can be anything.
-static bool is_sound(const qv6ds_kept &kept)
-{
-    return qv6ds_sphere_sound(kept.samples) && qv6ds_fit_sound(kept.fit) && kept.noise >= 0.0;
-}
-
 bool qv6ds_saver_load(const qv6ds_saver *saver, qv6ds_kept *kept)
 {
-    return qv6ds_store_load(saver->directory, kept) && is_sound(*kept);
+    return saver->directory[0] != '\0' && qv6ds_store_load(saver->directory, kept);
 }
 
 void qv6ds_saver_keep(qv6ds_saver *saver, const qv6ds_kept &saved)

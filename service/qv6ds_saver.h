@@ -36,7 +36,7 @@ void qv6ds_saver_begin(qv6ds_saver *saver, const qv6ds_settings &settings, pthre
 bool qv6ds_saver_run(qv6ds_saver *saver);
 void qv6ds_saver_end(qv6ds_saver *saver);
 
-// What is kept in the directory, if it is whole and sound.
+// What is kept in the directory, if there is one.
 bool qv6ds_saver_load(const qv6ds_saver *saver, qv6ds_kept *kept);
 
 // It is saved already.

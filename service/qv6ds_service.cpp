@@ -2,9 +2,11 @@
 
 #include "qv6ds_settings.h"
 
-#include <algorithm>
+#include <cerrno>
 #include <climits>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <limits>
 #include <unistd.h>
 
@@ -14,21 +16,26 @@ static constexpr int64_t SECOND = 1000000000;
 static constexpr int64_t TOLD_FOR = SECOND; // how long a refused sample stays among the reasons
 static constexpr int32_t WORK_MAX = 64;     // fields worked on in one call, so that none takes long
 static constexpr int64_t NEVER = INT64_MIN;
+static constexpr int64_t TIME_MAX = int64_t{1} << 61; // ns: differences and sums of such times are none too large
 
-static constexpr double FORCE_MAX = 160.0, TURN_MAX = 100.0; // m/s², rad/s: sensors end before
+static constexpr double FORCE_RANGE = 160.0, TURN_RANGE = 100.0; // m/s², rad/s: sensors end before
 
 static constexpr const char *CUSTOMER_FILE = "qvalgo-cust.cfg";
 
 // After a clock was set nothing is compared with a time before.
 static void forget_times(qv6ds *service)
 {
-    service->guard.any = false;
-    service->guard.held_count = 0;
+    qv6ds_guard_forget_time(&service->guard);
+    qv6ds_trust_forget_time(&service->trust);
     service->attitude.any = false;
-    service->trust.any = false;
     service->learner.any = false;
     service->refused_at = service->mistimed_at = NEVER;
     qv6ds_saver_forget_time(&service->saver);
+}
+
+static bool is_same(const matrix &a, const matrix &b)
+{
+    return std::memcmp(&a, &b, sizeof a) == 0;
 }
 
 static void resume(qv6ds *service)
@@ -36,15 +43,17 @@ static void resume(qv6ds *service)
     qv6ds_kept kept;
     if (!qv6ds_saver_load(&service->saver, &kept))
         return;
-    if (!qv6ds_learner_resume(&service->learner, &kept.cfg, &kept.bak))
+    if (!is_same(kept.mount, service->mount[QV6DS_MAGNETOMETER]) || !is_same(kept.soft_iron, service->soft_iron) ||
+        !qv6ds_learner_resume(&service->learner, &kept.cfg, &kept.bak))
     {
-        qv6ds_saver_say(&service->saver, "%s: kept under other settings, not resumed", service->saver.directory);
+        qv6ds_saver_say(&service->saver, "%s: learnt under other settings, not resumed", service->saver.directory);
         return;
     }
-    qv6ds_trust_resume(&service->trust, kept.samples, kept.fit, kept.noise);
+    qv6ds_trust_resume(&service->trust, kept.samples, kept.noise);
     qv6ds_saver_keep(&service->saver, kept);
-    const vec c = kept.fit.centre;
-    qv6ds_saver_say(&service->saver, "resumed: bias %.2f %.2f %.2f, error %.2f", c.x, c.y, c.z, kept.fit.error);
+    const qv6ds_fit &fit = service->trust.trusted;
+    qv6ds_saver_say(&service->saver, "resumed: bias %.2f %.2f %.2f, error %.2f", fit.centre.x, fit.centre.y,
+                    fit.centre.z, fit.error);
 }
 
 static qv6ds_state first_state()
@@ -62,7 +71,7 @@ static const char *customer_file_of(const qv6ds_settings &settings, char (&path)
 {
     if (settings.customer_file != nullptr)
         return settings.customer_file;
-    if (settings.directory == nullptr)
+    if (settings.directory == nullptr || *settings.directory == '\0')
         return nullptr;
     std::snprintf(path, sizeof path, "%s/%s", settings.directory, CUSTOMER_FILE);
     return access(path, F_OK) == 0 ? path : nullptr;
@@ -72,20 +81,23 @@ void qv6ds_service_begin(qv6ds *service, const qv6ds_settings &settings)
 {
     char path[PATH_MAX + 32];
     qv6ds_saver_begin(&service->saver, settings, &service->mutex);
-    qv6ds_timeline_start(&service->timeline, settings.wait_for_gyroscope != 0);
+    const char *customer_file = customer_file_of(settings, path);
+    if (customer_file != nullptr && access(customer_file, R_OK) != 0)
+        qv6ds_saver_say(&service->saver, "%s: cannot be read: %s", customer_file, std::strerror(errno));
+    qv6ds_timeline_start(&service->timeline, settings.wait_ns, settings.wait_for_gyroscope != 0);
     qv6ds_guard_start(&service->guard, static_cast<double>(settings.field_range));
-    qv6ds_learner_start(&service->learner, settings.learn_hz, customer_file_of(settings, path));
+    qv6ds_learner_start(&service->learner, settings.learn_hz, customer_file);
     qv6ds_trust_start(&service->trust);
     qv6ds_attitude_start(&service->attitude);
     for (int i = 0; i < 3; ++i)
         service->mount[i] = qv6ds_settings_matrix(settings.mount[i]);
-    service->soft_iron = qv6ds_settings_soft_iron(settings, service->learner.storage.cfg.env);
+    if (!qv6ds_settings_soft_iron(settings, service->learner.storage.cfg.env, &service->soft_iron))
+        qv6ds_saver_say(&service->saver, "%s: env.simtx is no soft-iron matrix, left out", customer_file);
     service->place = {};
     service->state = first_state();
     service->refused = 0;
     forget_times(service);
-    if (settings.directory != nullptr)
-        resume(service);
+    resume(service);
 }
 
 static void keep_good(qv6ds *service, const qv6ds_judgement &judgement, int64_t time)
@@ -96,8 +108,9 @@ static void keep_good(qv6ds *service, const qv6ds_judgement &judgement, int64_t 
     qv6ds_kept good = {};
     qv6ds_learner_learnt(&service->learner, &good.cfg, &good.bak);
     good.samples = service->trust.trusted_samples;
-    good.fit = service->trust.trusted;
     good.noise = service->trust.noise;
+    good.mount = service->mount[QV6DS_MAGNETOMETER];
+    good.soft_iron = service->soft_iron;
     qv6ds_saver_offer(&service->saver, good, time);
 }
 
@@ -144,8 +157,8 @@ static void work_on(qv6ds *service, qv6ds_sample sample)
         qv6ds_trust_learn(&service->trust, sample);
     }
     const vec offset = qv6ds_learner_offset(&service->learner);
-    const qv6ds_judgement judgement = qv6ds_trust_judge(
-        &service->trust, sample.time, service->learner.validated ? &offset : nullptr, &service->place);
+    const qv6ds_judgement judgement =
+        qv6ds_judge(&service->trust, sample.time, service->learner.validated ? &offset : nullptr, &service->place);
     const qv6ds_heading heading = qv6ds_attitude_update(&service->attitude, sample, sample.field - judgement.bias,
                                                         judgement, service->trust.noise, service->place);
     publish(service, sample, raw, judgement, heading);
@@ -171,7 +184,7 @@ void qv6ds_service_work(qv6ds *service, bool now)
 // A field goes on to the guard, which counts and compares; the two others are only looked at here.
 static bool is_usable(qv6ds_sensor sensor, vec value)
 {
-    return sensor == QV6DS_MAGNETOMETER || norm(value) <= (sensor == QV6DS_GYROSCOPE ? TURN_MAX : FORCE_MAX);
+    return sensor == QV6DS_MAGNETOMETER || norm(value) <= (sensor == QV6DS_GYROSCOPE ? TURN_RANGE : FORCE_RANGE);
 }
 
 void qv6ds_service_put(qv6ds *service, qv6ds_sensor sensor, int64_t time, vec value)
@@ -179,14 +192,18 @@ void qv6ds_service_put(qv6ds *service, qv6ds_sensor sensor, int64_t time, vec va
     const vec turned = service->mount[sensor] * value;
     if (!is_usable(sensor, turned))
     {
-        service->refused_at = std::max(service->refused_at, service->state.time_ns);
+        service->refused_at = service->timeline.worked_until;
         return;
     }
-    const qv6ds_taken taken = qv6ds_timeline_put(&service->timeline, sensor, time, turned);
+    const qv6ds_taken taken = time >= -TIME_MAX && time <= TIME_MAX
+                                  ? qv6ds_timeline_put(&service->timeline, sensor, time, turned)
+                                  : qv6ds_taken::refused;
+    if (taken == qv6ds_taken::refused)
+        service->mistimed_at = service->timeline.worked_until;
     if (taken == qv6ds_taken::clock_set)
         forget_times(service);
-    if (taken != qv6ds_taken::yes)
-        service->mistimed_at = service->state.time_ns;
+    if (taken == qv6ds_taken::clock_set || taken == qv6ds_taken::ahead)
+        service->mistimed_at = time;
     qv6ds_service_work(service, false);
 }
 
@@ -200,9 +217,9 @@ qv6ds_state qv6ds_service_state(const qv6ds *service)
     qv6ds_state now = service->state;
     if (qv6ds_timeline_waits(&service->timeline))
         now.reasons |= QV6DS_WAITING;
-    if (is_recent(service->refused_at, now.time_ns))
+    if (is_recent(service->refused_at, service->timeline.worked_until))
         now.reasons |= QV6DS_REFUSED;
-    if (is_recent(service->mistimed_at, now.time_ns))
+    if (is_recent(service->mistimed_at, service->timeline.worked_until))
         now.reasons |= QV6DS_TIME;
     if (service->saver.failed)
         now.reasons |= QV6DS_NOT_SAVED;

@@ -22,6 +22,14 @@ static constexpr double DEVIATIONS = 2.3;
 // A cloud that is not deeper than so many deviations of noise says nothing of the centre.
 static constexpr double DEPTH_MIN = 2.0;
 
+// Far beyond every sensor, and squares of it are harmless.
+static constexpr double FIELD_MAX = 1e5; // microtesla
+
+static bool is_usable(vec field)
+{
+    return norm(field) <= FIELD_MAX;
+}
+
 void qv6ds_sphere_clear(qv6ds_sphere *sphere)
 {
     sphere->count = 0;
@@ -46,12 +54,20 @@ static int32_t nearest(const qv6ds_sphere *sphere, vec sample, double *distance)
     return found;
 }
 
+void qv6ds_sphere_drop_older_half(qv6ds_sphere *sphere)
+{
+    const int32_t dropped = sphere->count / 2;
+    std::copy(sphere->kept + dropped, sphere->kept + sphere->count, sphere->kept);
+    sphere->count -= dropped;
+}
+
+// The oldest one goes in any case.
 static void thin(qv6ds_sphere *sphere)
 {
     const qv6ds_sphere full = *sphere;
     sphere->spacing = full.spacing * SPACING_GROWS;
     sphere->count = 0;
-    for (int32_t i = full.count - 1; i >= 0; --i)
+    for (int32_t i = full.count - 1; i > 0; --i)
     {
         double distance;
         nearest(sphere, full.kept[i], &distance);
@@ -65,6 +81,8 @@ static void thin(qv6ds_sphere *sphere)
 void qv6ds_sphere_add(qv6ds_sphere *sphere, vec sample)
 {
     double distance;
+    if (!is_usable(sample))
+        return;
     const int32_t near = nearest(sphere, sample, &distance);
     if (near >= 0 && distance < sphere->spacing)
     {
@@ -105,74 +123,104 @@ static vec operator*(const symmetric &m, vec v)
             m.xz * v.x + m.yz * v.y + m.zz * v.z};
 }
 
-qv6ds_fit qv6ds_sphere_fit(const qv6ds_sphere *sphere, double noise)
+// Of the samples from their mean, which keeps the figures small and takes d out of the equations.
+static vec mean_of(const qv6ds_sphere &sphere)
 {
-    qv6ds_fit fit = {};
-    fit.error = std::numeric_limits<double>::infinity();
-    const double n = sphere->count;
-    if (sphere->count < COUNT_MIN)
-        return fit;
-
-    // Everything is measured from the mean, which keeps the figures small and takes d out of the equations.
     vec mean;
-    for (int32_t i = 0; i < sphere->count; ++i)
-        mean = mean + (1.0 / n) * sphere->kept[i];
-    double mean_square = 0.0;
-    for (int32_t i = 0; i < sphere->count; ++i)
-        mean_square += dot(sphere->kept[i] - mean, sphere->kept[i] - mean) / n;
+    for (int32_t i = 0; i < sphere.count; ++i)
+        mean = mean + (1.0 / sphere.count) * sphere.kept[i];
+    return mean;
+}
+
+static double mean_square_of(const qv6ds_sphere &sphere, vec mean)
+{
+    double square = 0.0;
+    for (int32_t i = 0; i < sphere.count; ++i)
+        square += dot(sphere.kept[i] - mean, sphere.kept[i] - mean) / sphere.count;
+    return square;
+}
+
+static symmetric scatter_of(const qv6ds_sphere &sphere, vec mean)
+{
     symmetric scatter;
-    vec right;
-    for (int32_t i = 0; i < sphere->count; ++i)
+    for (int32_t i = 0; i < sphere.count; ++i)
     {
-        const vec p = sphere->kept[i] - mean;
+        const vec p = sphere.kept[i] - mean;
         scatter.xx += p.x * p.x;
         scatter.xy += p.x * p.y;
         scatter.xz += p.x * p.z;
         scatter.yy += p.y * p.y;
         scatter.yz += p.y * p.z;
         scatter.zz += p.z * p.z;
+    }
+    return scatter;
+}
+
+static vec right_side_of(const qv6ds_sphere &sphere, vec mean, double mean_square)
+{
+    vec right;
+    for (int32_t i = 0; i < sphere.count; ++i)
+    {
+        const vec p = sphere.kept[i] - mean;
         right = right + (0.5 * (dot(p, p) - mean_square)) * p;
     }
-    if (!(determinant(scatter) > 0.0))
-        return fit;
-    const symmetric inverted = inverse(scatter);
-    const vec centre = inverted * right;
-    const double radius = std::sqrt(mean_square + dot(centre, centre));
+    return right;
+}
 
+// Standard deviation of the distances from the sphere.
+static double residual_of(const qv6ds_sphere &sphere, const qv6ds_fit &fit)
+{
     double squares = 0.0;
-    for (int32_t i = 0; i < sphere->count; ++i)
+    for (int32_t i = 0; i < sphere.count; ++i)
     {
-        const double misfit = norm(sphere->kept[i] - mean - centre) - radius;
+        const double misfit = norm(sphere.kept[i] - fit.centre) - fit.radius;
         squares += misfit * misfit;
     }
-    fit.centre = mean + centre;
-    fit.radius = radius;
-    fit.residual = std::sqrt(squares / (n - 4.0));
-    const double random = std::min(fit.residual, noise);
-    fit.systematic = std::sqrt(fit.residual * fit.residual - random * random);
+    return std::sqrt(squares / (sphere.count - 4.0));
+}
+
+// `from_mean`: the centre. `inverted`: the inverse of the samples' scatter.
+static void judge(qv6ds_fit *fit, double count, vec from_mean, const symmetric &inverted, double noise)
+{
+    const double random = std::min(fit->residual, noise);
+    fit->systematic = std::sqrt(fit->residual * fit->residual - random * random);
 
     // Noise makes a cap of samples look deeper than it is, and its sphere smaller.
     const double trace = inverted.xx + inverted.yy + inverted.zz;
-    const double depth = 1.0 / std::sqrt(trace * n);
-    const double shrinks = norm(centre) * random * random / (depth * depth);
+    const double depth = 1.0 / std::sqrt(trace * count);
+    const double shrinks = norm(from_mean) * random * random / (depth * depth);
     // The less of the sphere was seen, the more of a wrong shape goes into the centre instead of the residual.
-    const double stretch = std::sqrt(trace * n / 9.0) * radius;
+    const double stretch = std::sqrt(trace * count / 9.0) * fit->radius;
     const double shared =
-        fit.systematic * fit.systematic * std::max(1.0, n / SHARING) * std::max(1.0, stretch * stretch);
+        fit->systematic * fit->systematic * std::max(1.0, count / SHARING) * std::max(1.0, stretch * stretch);
     const double variance = random * random + shared;
-    fit.error = DEVIATIONS * radius * std::sqrt(variance * trace) + shrinks;
-    fit.good = depth > DEPTH_MIN * random && radius > RADIUS_MIN && radius < RADIUS_MAX && std::isfinite(fit.error);
+    fit->error = DEVIATIONS * fit->radius * std::sqrt(variance * trace) + shrinks;
+    fit->good =
+        depth > DEPTH_MIN * random && fit->radius > RADIUS_MIN && fit->radius < RADIUS_MAX && std::isfinite(fit->error);
+}
+
+qv6ds_fit qv6ds_sphere_fit(const qv6ds_sphere *sphere, double noise)
+{
+    qv6ds_fit fit = {};
+    fit.error = std::numeric_limits<double>::infinity();
+    if (sphere->count < COUNT_MIN)
+        return fit;
+    const vec mean = mean_of(*sphere);
+    const double mean_square = mean_square_of(*sphere, mean);
+    const symmetric scatter = scatter_of(*sphere, mean);
+    if (!(determinant(scatter) > 0.0))
+        return fit;
+    const symmetric inverted = inverse(scatter);
+    const vec from_mean = inverted * right_side_of(*sphere, mean, mean_square);
+    fit.centre = mean + from_mean;
+    fit.radius = std::sqrt(mean_square + dot(from_mean, from_mean));
+    fit.residual = residual_of(*sphere, fit);
+    judge(&fit, sphere->count, from_mean, inverted, noise);
     return fit;
 }
 
 bool qv6ds_sphere_sound(const qv6ds_sphere &sphere)
 {
-    return sphere.count >= 0 && sphere.count <= qv6ds_sphere::CAPACITY && sphere.spacing > 0.0 &&
-           sphere.spacing < 1000.0 && std::all_of(sphere.kept, sphere.kept + sphere.count, is_finite);
-}
-
-bool qv6ds_fit_sound(const qv6ds_fit &fit)
-{
-    return is_finite(fit.centre) && fit.radius > 0.0 && fit.radius < 1000.0 && fit.error >= 0.0 &&
-           std::isfinite(fit.residual) && std::isfinite(fit.systematic);
+    return sphere.count >= 0 && sphere.count <= qv6ds_sphere::CAPACITY && sphere.spacing >= SPACING_MIN &&
+           sphere.spacing < 2.0 * RADIUS_MAX && std::all_of(sphere.kept, sphere.kept + sphere.count, is_usable);
 }

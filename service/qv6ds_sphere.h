@@ -28,6 +28,7 @@ struct qv6ds_fit
 
 void qv6ds_sphere_clear(qv6ds_sphere *sphere);
 void qv6ds_sphere_add(qv6ds_sphere *sphere, qv6ds_math::vec sample);
+void qv6ds_sphere_drop_older_half(qv6ds_sphere *sphere);
 
 // Least squares of |p|² = 2 c p + d over the kept samples. `noise`, microtesla, is the sensor's standard deviation per
 // axis, as far as it is known: what the residual has beyond it counts as one error that all samples share.
@@ -35,4 +36,3 @@ qv6ds_fit qv6ds_sphere_fit(const qv6ds_sphere *sphere, double noise);
 
 // What came from a file can be used.
 bool qv6ds_sphere_sound(const qv6ds_sphere &sphere);
-bool qv6ds_fit_sound(const qv6ds_fit &fit);

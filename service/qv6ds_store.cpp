@@ -15,6 +15,8 @@ namespace
 // Raised when anything in qv6ds_kept changes its place or meaning.
 constexpr std::uint32_t FORMAT = 1;
 
+constexpr double NOISE_MAX = 100.0; // microtesla
+
 struct head
 {
     char mark[8];
@@ -30,7 +32,7 @@ static_assert(std::is_trivially_copyable_v<file_content>);
 
 constexpr char MARK[8] = {'q', 'v', '6', 'd', 's', 'v', 'c', '\n'};
 constexpr const char *NAME = "qv6dservice.state", *BEFORE = "qv6dservice.state.previous",
-                     *NEW = "qv6dservice.state.new", *LINK = "qv6dservice.state.link";
+                     *NEW = "qv6dservice.state.new";
 
 // CRC-32, IEEE 802.3.
 std::uint32_t sum_of(const void *data, std::size_t size)
@@ -80,6 +82,13 @@ bool write_whole(int file, const void *from, std::size_t size)
     return true;
 }
 
+// A whole file can hold anything. What the library reads of its own part indexes nothing and bounds no loop.
+bool is_sound(const qv6ds_kept &kept)
+{
+    return qv6ds_sphere_sound(kept.samples) && kept.noise > 0.0 && kept.noise <= NOISE_MAX &&
+           qv6ds_sphere_fit(&kept.samples, kept.noise).good;
+}
+
 bool load(int directory, const char *name, qv6ds_kept *kept)
 {
     const int file = openat(directory, name, O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
@@ -91,7 +100,8 @@ bool load(int directory, const char *name, qv6ds_kept *kept)
                        read_whole(file, &content, sizeof content);
     close(file);
     if (!whole || std::memcmp(content.first.mark, MARK, sizeof MARK) != 0 || content.first.format != FORMAT ||
-        content.first.size != sizeof content.kept || content.first.sum != sum_of(&content.kept, sizeof content.kept))
+        content.first.size != sizeof content.kept || content.first.sum != sum_of(&content.kept, sizeof content.kept) ||
+        !is_sound(content.kept))
         return false;
     *kept = content.kept;
     return true;
@@ -110,15 +120,12 @@ int write_new(int directory, const file_content &content)
     return failure;
 }
 
+// A file that is not whole is no reason to lose the one before it.
 int replace(int directory)
 {
-    unlinkat(directory, LINK, 0);
-    if (linkat(directory, NAME, directory, LINK, 0) == 0)
-    {
-        if (renameat(directory, LINK, directory, BEFORE) != 0)
-            return errno;
-        unlinkat(directory, LINK, 0); // a rename onto another name of the same file leaves both
-    }
+    qv6ds_kept current;
+    if (load(directory, NAME, &current) && renameat(directory, NAME, directory, BEFORE) != 0)
+        return errno;
     if (renameat(directory, NEW, directory, NAME) != 0)
         return errno;
     return fsync(directory) == 0 ? 0 : errno;

@@ -19,11 +19,12 @@ const char *qv6ds_text(uint32_t reason)
         {QV6DS_TIME, "Samples came twice or backward in time, or a clock was set, in the last second."},
         {QV6DS_NOT_SAVED, "The last save failed: look at the directory, its owner and the space left."},
         {QV6DS_SOFT_IRON, "The field's norm depends on the direction: measure the soft-iron matrix of this device."},
+        {QV6DS_UPRIGHT, "The y axis points up or down: it has no azimuth here, but the quaternion is right."},
         {QV6DS_OTHER_FIELD,
          "The field is not the one of this place: something magnetic is near, or the place is wrong."},
     };
     for (const auto &known : texts)
         if ((reason & known.bit) != 0)
             return known.text;
-    return "Nothing is wrong.";
+    return reason == 0 ? "Nothing is wrong." : "There is a reason that this version does not know.";
 }

@@ -2,15 +2,15 @@
 
 #include "qv6dservice.h"
 
-#include <algorithm>
+#include <cstdlib>
 
 using namespace qv6ds_math;
 
 static constexpr int64_t SECOND = 1000000000;
 static constexpr double SECONDS = 1e-9; // of a nanosecond
 
-// A batch is at most 10 s long, and comes a little late.
-static constexpr int64_t WAIT = 10 * SECOND + SECOND / 2;
+// A sample so far after the one before it belongs to another clock, unless the next one comes from there too.
+static constexpr int64_t AHEAD = 10 * SECOND;
 
 // A bracket wider than this says nothing of the time between.
 static constexpr int64_t BRACKET = SECOND / 2;
@@ -18,12 +18,16 @@ static constexpr int64_t BRACKET = SECOND / 2;
 // Samples in a row that come from more than a second before the newest: the clock was set back.
 static constexpr int32_t BACKWARD_MAX = 3;
 
-void qv6ds_timeline_start(qv6ds_timeline *timeline, bool gyroscope_expected)
+void qv6ds_timeline_start(qv6ds_timeline *timeline, int64_t wait, bool gyroscope_expected)
 {
     for (qv6ds_series &series : timeline->sensors)
+    {
         series.begin = series.end = series.backward = 0;
+        series.any = series.is_ahead = false;
+    }
     timeline->any_worked = false;
-    timeline->newest = INT64_MIN;
+    timeline->worked_until = 0;
+    timeline->wait = wait;
     timeline->gyroscope_expected = gyroscope_expected;
 }
 
@@ -37,49 +41,57 @@ static bool is_empty(const qv6ds_series &series)
     return series.begin == series.end;
 }
 
-static int64_t newest(const qv6ds_series &series)
+// A sample far ahead is held back once, and taken with the next one when that comes from there too.
+static bool is_far_ahead(qv6ds_series *series, int64_t time)
 {
-    return at(series, series.end - 1).time;
-}
-
-// Differences of times that can be anything.
-static int64_t since(int64_t later, int64_t earlier)
-{
-    int64_t difference;
-    return __builtin_sub_overflow(later, earlier, &difference) ? (later > earlier ? INT64_MAX : INT64_MIN) : difference;
+    if (!series->any || time - series->last <= AHEAD)
+        return false;
+    const bool again = series->is_ahead && time > series->ahead && time - series->ahead <= AHEAD;
+    series->is_ahead = true;
+    series->ahead = time;
+    return !again;
 }
 
 qv6ds_taken qv6ds_timeline_put(qv6ds_timeline *timeline, int32_t sensor, int64_t time, vec value)
 {
     qv6ds_series *series = &timeline->sensors[sensor];
     qv6ds_taken taken = qv6ds_taken::yes;
-    if (!is_empty(*series) && time <= newest(*series))
+    if (series->any && time <= series->last)
     {
-        ++timeline->refused;
-        const bool far = since(newest(*series), time) > SECOND;
+        const bool far = series->last - time > SECOND;
         series->backward = far ? series->backward + 1 : 0;
         if (series->backward < BACKWARD_MAX)
             return qv6ds_taken::refused;
-        qv6ds_timeline_start(timeline, timeline->gyroscope_expected);
+        qv6ds_timeline_start(timeline, timeline->wait, timeline->gyroscope_expected);
+        timeline->worked_until = time;
         taken = qv6ds_taken::clock_set;
     }
+    if (is_far_ahead(series, time))
+        return qv6ds_taken::refused;
+    if (series->is_ahead && time - series->last > AHEAD)
+        taken = qv6ds_taken::ahead;
     series->backward = 0;
+    series->is_ahead = false;
+    if (sensor == QV6DS_MAGNETOMETER && !series->any)
+        timeline->first_field = time;
+    series->any = true;
+    series->last = time;
     if (series->end - series->begin == qv6ds_series::CAPACITY)
         ++series->begin;
     series->entries[series->end++ % qv6ds_series::CAPACITY] = {time, value};
-    timeline->newest = std::max(timeline->newest, time);
     return taken;
 }
 
-// The field at this time has to wait for a sample of the sensor.
+// The field at this time has to wait for a sample of the sensor: one that is not silent for longer than a field waits.
 static bool is_awaited(const qv6ds_timeline &timeline, int32_t sensor, int64_t time)
 {
     const qv6ds_series &series = timeline.sensors[sensor];
-    if (since(timeline.newest, time) > WAIT)
+    if (timeline.sensors[QV6DS_MAGNETOMETER].last - time > timeline.wait)
         return false;
-    if (is_empty(series))
-        return sensor == QV6DS_ACCELEROMETER || timeline.gyroscope_expected;
-    return newest(series) < time && since(time, newest(series)) <= WAIT;
+    if (series.any)
+        return series.last < time && time - series.last <= timeline.wait;
+    const bool expected = sensor == QV6DS_ACCELEROMETER || timeline.gyroscope_expected;
+    return expected && time - timeline.first_field <= timeline.wait;
 }
 
 // The first sample that is not before a time.
@@ -103,18 +115,18 @@ static bool value_at(const qv6ds_series &series, int64_t time, vec *value)
     const int64_t next = first_from(series, time);
     const qv6ds_series::entry *after = next < series.end ? &at(series, next) : nullptr;
     const qv6ds_series::entry *before = next > series.begin ? &at(series, next - 1) : nullptr;
-    if (after != nullptr && (after->time == time || before == nullptr || since(after->time, before->time) > BRACKET))
+    if (after != nullptr && (after->time == time || before == nullptr || after->time - before->time > BRACKET))
     {
-        const bool near_before = before != nullptr && since(time, before->time) < since(after->time, time);
+        const bool near_before = before != nullptr && time - before->time < after->time - time;
         const qv6ds_series::entry *nearest = near_before ? before : after;
         *value = nearest->value;
-        return std::max(since(time, nearest->time), since(nearest->time, time)) <= BRACKET / 2;
+        return std::abs(time - nearest->time) <= BRACKET / 2;
     }
     if (before == nullptr)
         return false;
     *value = before->value;
     if (after == nullptr)
-        return since(time, before->time) <= BRACKET / 2;
+        return time - before->time <= BRACKET / 2;
     const double share = static_cast<double>(time - before->time) / static_cast<double>(after->time - before->time);
     *value = before->value + share * (after->value - before->value);
     return true;
@@ -124,7 +136,7 @@ static bool value_at(const qv6ds_series &series, int64_t time, vec *value)
 static bool turn_between(const qv6ds_series &series, int64_t from, int64_t to, vec *turn)
 {
     int64_t i = first_from(series, from + 1);
-    if (i == series.end || since(to, from) > BRACKET || since(at(series, i).time, from) > BRACKET)
+    if (i == series.end || to <= from || to - from > BRACKET || at(series, i).time - from > BRACKET)
         return false;
     quaternion turned_by = UNTURNED;
     vec rate;
@@ -133,7 +145,7 @@ static bool turn_between(const qv6ds_series &series, int64_t from, int64_t to, v
         const bool last = i == series.end || at(series, i).time >= to;
         if (i < series.end)
             rate = at(series, i).value;
-        else if (since(to, newest(series)) > BRACKET / 2)
+        else if (to - series.last > BRACKET / 2)
             return false;
         const int64_t until = last ? to : at(series, i).time;
         turned_by = turned_by * rotation((static_cast<double>(until - begun) * SECONDS) * rate);

@@ -10,10 +10,6 @@ using namespace qv6ds_math;
 static constexpr double INFINITE = std::numeric_limits<double>::infinity();
 static constexpr int64_t SECOND = 1000000000;
 
-// Errors of the offset, microtesla, up to which a status is shown. Across a horizontal field of 24 µT they turn the
-// heading by 7, 14 and 56 degrees.
-static constexpr double ERROR_AT[4] = {INFINITE, 20.0, 6.0, 3.0};
-
 // The norm may be so far from the radius, microtesla, beside what is known of its scatter.
 static constexpr double NORM_TOLERANCE = 3.0, NORM_LEARNT = 0.5;
 
@@ -26,24 +22,25 @@ static constexpr int64_t AGREES_FOR = SECOND;
 static constexpr int64_t REPLACES_AFTER = 3 * SECOND, REPLACES_LATE = 12 * SECOND;
 static constexpr double RADIUS_CHANGE = 0.08; // share of the radius
 
-// A status stays until the error is by so much above what it needs.
-static constexpr double STAYS = 1.25;
-
 static constexpr int64_t CALM_EVERY = SECOND;
 
 // A sphere whose samples scatter by more than this share of the radius was seen in a field that changed.
 static constexpr double RESIDUAL_MAX = 0.12;
 static constexpr int32_t RESIDUAL_COUNT = 24;
 
-// Share of the radius from which on what the samples have beyond noise is called soft iron.
-static constexpr double SOFT_IRON = 0.03;
-
-// Of the offset with warmth and age, microtesla a second: 1 an hour.
-static constexpr double DRIFT = 1.0 / 3600.0;
 static constexpr double TURNED = 10.0; // microtesla between two directions
 
 static constexpr double NOISE_SHARE = 0.005; // of a new sample in the running variance, at least
 static constexpr double NOISE_START = 0.5;   // microtesla
+static constexpr double NOISE_KNOWN = 200.0; // samples that what was kept counts for
+
+// Gravity is felt alone when the acceleration has its strength; m/s².
+static constexpr double GRAVITY = 9.81, GRAVITY_TOLERANCE = 0.3;
+static constexpr double DIP_SHARE = 0.01; // of a new sample in the mean, at least
+
+// A young sphere that contradicts itself is gathered again from its newer half, so often.
+static constexpr int64_t RENEWED_EVERY = 4 * SECOND;
+static constexpr double CONTRADICTS = 0.03; // share of the radius
 
 static double unexplained(const qv6ds_fit &fit)
 {
@@ -58,9 +55,15 @@ void qv6ds_trust_start(qv6ds_trust *trust)
     trust->noise = INFINITE;
 }
 
+void qv6ds_trust_forget_time(qv6ds_trust *trust)
+{
+    trust->any = false;
+    qv6ds_jump_forget_time(&trust->jump);
+}
+
 static bool is_questioned(const qv6ds_trust &trust)
 {
-    return trust.disturbed || trust.jumped || trust.resumed;
+    return trust.disturbed || trust.jump.jumped || trust.resumed;
 }
 
 static double noise_of(const qv6ds_trust &trust)
@@ -98,10 +101,12 @@ static void trust_in(qv6ds_trust *trust, const qv6ds_sphere &samples, const qv6d
     }
 }
 
-void qv6ds_trust_resume(qv6ds_trust *trust, const qv6ds_sphere &samples, const qv6ds_fit &fit, double noise)
+void qv6ds_trust_resume(qv6ds_trust *trust, const qv6ds_sphere &samples, double noise)
 {
+    const qv6ds_fit fit = qv6ds_sphere_fit(&samples, noise);
     trust_in(trust, samples, fit, unexplained(fit));
     trust->noise = noise;
+    trust->noise_count = NOISE_KNOWN;
     trust->resumed = true;
 }
 
@@ -159,33 +164,42 @@ static void look_for_disturbance(qv6ds_trust *trust, const qv6ds_sample &sample)
         trust->disturbance = 0.0;
 }
 
-// What was attached is gone when the field is what it would be without it; only a gyroscope can tell.
-static void look_for_return(qv6ds_trust *trust, const qv6ds_sample &sample)
+static void look_for_jump(qv6ds_trust *trust, const qv6ds_sample &sample)
 {
-    if (trust->jumped && norm(sample.field - trust->before_jump) < NORM_TOLERANCE)
-        trust->jumped = false;
+    const qv6ds_fit &fit = trust->trusted;
+    const bool calm = fit.good && !trust->disturbed && !trust->jump.jumped;
+    if (qv6ds_jump_follow(&trust->jump, sample, {fit.centre, fit.radius, fit.error, noise_of(*trust), calm}))
+        forget_young(trust);
+}
+
+static void learn_dip(qv6ds_trust *trust, const qv6ds_sample &sample)
+{
+    const double force = norm(sample.force);
+    if (!sample.has_force || std::fabs(force - GRAVITY) > GRAVITY_TOLERANCE)
+        return;
+    const vec field = sample.field - trust->trusted.centre;
+    const double down = -dot(field, sample.force) / (norm(field) * force);
+    const double share = std::max(DIP_SHARE, 1.0 / ++trust->dip_count);
+    trust->dip += share * (std::asin(std::clamp(down, -1.0, 1.0)) - trust->dip);
+}
+
+static void begin_times(qv6ds_trust *trust, int64_t time)
+{
+    trust->agrees_since = trust->turned_at = trust->young_since = trust->calm_at = time;
 }
 
 void qv6ds_trust_follow(qv6ds_trust *trust, const qv6ds_sample &sample)
 {
-    if (trust->any && sample.jumped)
-    {
-        if (!trust->jumped)
-            trust->before_jump = trust->last_field;
-        trust->jumped = true;
-        trust->jump = norm(sample.field - trust->before_jump);
-        forget_young(trust);
-    }
-    else if (trust->jumped && trust->trusted.good && sample.has_rotation)
-    {
-        const quaternion back = conjugate(rotation(sample.rotation));
-        trust->before_jump = trust->trusted.centre + turned(back, trust->before_jump - trust->trusted.centre);
-        look_for_return(trust, sample);
-    }
-    if (trust->any && !sample.jumped)
+    if (!trust->any)
+        begin_times(trust, sample.time);
+    else if (!sample.jumped)
         learn_noise(trust, sample.field);
+    look_for_jump(trust, sample);
     if (trust->trusted.good)
+    {
         look_for_disturbance(trust, sample);
+        learn_dip(trust, sample);
+    }
     if (!trust->any || norm(sample.field - trust->turned_from) > TURNED)
     {
         trust->turned_from = sample.field;
@@ -205,12 +219,16 @@ static bool agrees(const qv6ds_fit &a, const qv6ds_fit &b)
     return norm(a.centre - b.centre) <= a.error + b.error;
 }
 
+static bool has_its_radius(const qv6ds_trust &trust)
+{
+    const double change = std::fabs(trust.young.radius - trust.trusted.radius);
+    return change <= RADIUS_CHANGE * trust.trusted.radius;
+}
+
 // A young sphere that contradicts the trusted one has to have gathered for some time.
 static bool may_replace(const qv6ds_trust &trust, int64_t time)
 {
-    const double change = std::fabs(trust.young.radius - trust.trusted.radius);
-    const bool same_field = change <= RADIUS_CHANGE * trust.trusted.radius;
-    return time - trust.young_since >= (same_field ? REPLACES_AFTER : REPLACES_LATE);
+    return time - trust.young_since >= (has_its_radius(trust) ? REPLACES_AFTER : REPLACES_LATE);
 }
 
 static void confirm_or_replace(qv6ds_trust *trust, int64_t time)
@@ -218,12 +236,13 @@ static void confirm_or_replace(qv6ds_trust *trust, int64_t time)
     const bool confirmed = trust->trusted.good && agrees(trust->young, trust->trusted);
     if (trust->trusted.good && !confirmed && !may_replace(*trust, time))
         return;
-    trust->jumped = trust->resumed = false;
-    if (!confirmed || trust->young.error < trust->trusted.error)
+    trust->jump.jumped = trust->resumed = false;
+    if (!confirmed || trust->disturbed || trust->young.error < trust->trusted.error)
     {
         trust_in(trust, trust->young_samples, trust->young, unexplained(trust->young));
         trust->disturbed = false;
         trust->disturbance = 0.0;
+        qv6ds_jump_forget_time(&trust->jump);
     }
     forget_young(trust);
 }
@@ -248,16 +267,26 @@ static void learn_trusted(qv6ds_trust *trust, const qv6ds_sample &sample)
     }
 }
 
+static void renew_young(qv6ds_trust *trust, int64_t time)
+{
+    trust->young_since = time;
+    qv6ds_sphere_drop_older_half(&trust->young_samples);
+    trust->young = qv6ds_sphere_fit(&trust->young_samples, trust->noise);
+}
+
 static void learn_young(qv6ds_trust *trust, const qv6ds_sample &sample)
 {
-    if (trust->young_samples.count == 0 || sample.time < trust->young_since)
+    if (trust->young_samples.count == 0)
         trust->young_since = sample.time;
     qv6ds_sphere_add(&trust->young_samples, sample.field);
     trust->young = qv6ds_sphere_fit(&trust->young_samples, trust->noise);
     if (is_mixed(trust->young, trust->young_samples))
-        forget_young(trust);
-    if (trust->young.good && trust->young.error <= ERROR_AT[3])
+        renew_young(trust, sample.time);
+    if (trust->young.good && trust->young.error <= QV6DS_ERROR_AT[3])
         confirm_or_replace(trust, sample.time);
+    else if (trust->trusted.good && sample.time - trust->young_since >= RENEWED_EVERY &&
+             trust->young.systematic > CONTRADICTS * trust->trusted.radius)
+        renew_young(trust, sample.time);
 }
 
 void qv6ds_trust_learn(qv6ds_trust *trust, const qv6ds_sample &sample)
@@ -266,80 +295,4 @@ void qv6ds_trust_learn(qv6ds_trust *trust, const qv6ds_sample &sample)
         learn_trusted(trust, sample);
     else
         learn_young(trust, sample);
-}
-
-static int32_t status_of(double error, int32_t shown)
-{
-    for (int32_t status = 3; status > 0; --status)
-        if (error <= ERROR_AT[status] * (status <= shown ? STAYS : 1.0))
-            return status;
-    return 0;
-}
-
-// What speaks against the offset counts in its error, and keeps the status down whatever that is.
-static void add_doubts(qv6ds_judgement *judgement, const qv6ds_trust &trust)
-{
-    if (trust.trusted.good && trust.jumped)
-    {
-        judgement->error += trust.jump;
-        judgement->reasons |= QV6DS_JUMPED;
-    }
-    if (trust.trusted.good && trust.disturbed)
-    {
-        judgement->error += 2.0 * trust.disturbance;
-        judgement->reasons |= QV6DS_DISTURBED;
-    }
-    judgement->status = status_of(judgement->error, trust.status);
-    if ((judgement->reasons & (QV6DS_JUMPED | QV6DS_DISTURBED)) != 0)
-        judgement->status = std::min(judgement->status, 1);
-    else if (judgement->status < 3)
-        judgement->reasons |= QV6DS_TURN;
-    if (trust.resumed)
-    {
-        judgement->reasons |= QV6DS_RESUMED;
-        judgement->status = std::min(judgement->status, 2);
-    }
-}
-
-static void add_place(qv6ds_judgement *judgement, const qv6ds_place &place)
-{
-    const double away = std::fabs(judgement->radius - place.strength);
-    if (away <= NORM_TOLERANCE + judgement->error)
-        return;
-    judgement->reasons |= QV6DS_OTHER_FIELD;
-    judgement->error += 2.0 * away;
-    judgement->status = std::min(judgement->status, std::min(2, status_of(judgement->error, 0)));
-}
-
-qv6ds_judgement qv6ds_trust_judge(qv6ds_trust *trust, int64_t time, const vec *offset, const qv6ds_place *place)
-{
-    qv6ds_judgement judgement = {0, QV6DS_TURN, {}, 0.0, INFINITE, trust->disturbance};
-    const qv6ds_fit &fit = trust->trusted.good ? trust->trusted : trust->young;
-    if (!fit.good)
-    {
-        trust->status = 0;
-        return judgement;
-    }
-    judgement.reasons = 0;
-    judgement.bias = fit.centre;
-    judgement.radius = fit.radius;
-    const double age = static_cast<double>(std::max<int64_t>(0, time - trust->turned_at)) / static_cast<double>(SECOND);
-    judgement.error = fit.error + DRIFT * age;
-
-    // The library has learnt from more samples: its offset is the one to publish as long as the witness agrees.
-    const double apart = offset != nullptr ? norm(*offset - fit.centre) : INFINITE;
-    if (apart <= 0.5 * fit.error)
-    {
-        judgement.bias = *offset;
-        judgement.error += apart;
-    }
-    add_doubts(&judgement, *trust);
-    if (fit.systematic > SOFT_IRON * fit.radius)
-        judgement.reasons |= QV6DS_SOFT_IRON;
-    if (place->known)
-        add_place(&judgement, *place);
-    if (judgement.status == 0)
-        judgement.error = INFINITE;
-    trust->status = judgement.status;
-    return judgement;
 }

@@ -1,8 +1,11 @@
 // How far the offset can be trusted: a sphere that is fitted beside the library's, and what contradicts it.
 #pragma once
 
+#include "qv6ds_jump.h"
 #include "qv6ds_sample.h"
 #include "qv6ds_sphere.h"
+
+#include <limits>
 
 // Where on earth the device is, as far as it is told.
 struct qv6ds_place
@@ -29,22 +32,22 @@ struct qv6ds_trust
     int64_t calm_at; // ns, of the newer one
 
     bool disturbed;       // the field's norm is not the radius
-    double disturbance;   // microtesla, by how much at most, fading
+    double disturbance;   // microtesla, by how much at most
     int64_t agrees_since; // ns, since when it is again
+    qv6ds_jump jump;      // the field jumped, and the offset was not confirmed since
 
-    int32_t status; // shown last
-
-    bool jumped;                 // the field jumped, and the offset was not confirmed since
-    double jump;                 // microtesla
-    qv6ds_math::vec before_jump; // microtesla, the field that there would be without the jump, turned with the device
-
-    bool resumed;      // the trusted sphere is that of an earlier run, and was not confirmed since
-    int64_t turned_at; // ns, when the device was last seen in another direction
+    double dip, dip_count; // rad below the horizon, mean of the last seconds, and samples that it was measured from
+    bool resumed;          // the trusted sphere is that of an earlier run, and was not confirmed since
+    int64_t turned_at;     // ns, when the device was last seen in another direction
     qv6ds_math::vec turned_from;
-    double last_norm; // microtesla
     qv6ds_math::vec last_field;
-    bool any;
+    bool any;       // a sample came since the start, or since a clock was set
+    int32_t status; // shown last
 };
+
+// Errors of the offset, microtesla, up to which a status is shown. Across a horizontal field of 24 microtesla they turn
+// the heading by 7, 14 and 56 degrees.
+inline constexpr double QV6DS_ERROR_AT[4] = {std::numeric_limits<double>::infinity(), 20.0, 6.0, 3.0};
 
 // What is published.
 struct qv6ds_judgement
@@ -58,8 +61,11 @@ struct qv6ds_judgement
 
 void qv6ds_trust_start(qv6ds_trust *trust);
 
-// Takes up what an earlier run trusted, to be confirmed.
-void qv6ds_trust_resume(qv6ds_trust *trust, const qv6ds_sphere &samples, const qv6ds_fit &fit, double noise);
+// After a clock was set nothing is compared with a time before.
+void qv6ds_trust_forget_time(qv6ds_trust *trust);
+
+// Takes up what an earlier run trusted, to be confirmed. A sphere fits well through the samples.
+void qv6ds_trust_resume(qv6ds_trust *trust, const qv6ds_sphere &samples, double noise);
 
 // A sample that is learnt from, soft iron taken off.
 void qv6ds_trust_learn(qv6ds_trust *trust, const qv6ds_sample &sample);
@@ -68,5 +74,4 @@ void qv6ds_trust_learn(qv6ds_trust *trust, const qv6ds_sample &sample);
 void qv6ds_trust_follow(qv6ds_trust *trust, const qv6ds_sample &sample);
 
 // `offset` is the library's when it has validated one, else null.
-qv6ds_judgement qv6ds_trust_judge(qv6ds_trust *trust, int64_t time, const qv6ds_math::vec *offset,
-                                  const qv6ds_place *place);
+qv6ds_judgement qv6ds_judge(qv6ds_trust *trust, int64_t time, const qv6ds_math::vec *offset, const qv6ds_place *place);

@@ -41,6 +41,12 @@ inline double norm(vec v)
     return std::sqrt(dot(v, v));
 }
 
+// rad
+inline double angle(vec a, vec b)
+{
+    return std::atan2(norm(cross(a, b)), dot(a, b));
+}
+
 inline bool is_finite(vec v)
 {
     return std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.z);

@@ -38,6 +38,8 @@ static void fill_orientation(const qv6ds_state &state, ASensorVector *vector)
     const vec x = turned(q, {1, 0, 0}), y = turned(q, {0, 1, 0}), z = turned(q, {0, 0, 1});
     const double azimuth = std::atan2(-x.y, x.x) * DEGREES;
     vector->azimuth = static_cast<float>(azimuth < 0.0 ? azimuth + 360.0 : azimuth);
+    if (vector->azimuth >= 360.0f) // rounded up
+        vector->azimuth = 0.0f;
     vector->pitch = static_cast<float>(std::atan2(-y.z, z.z) * DEGREES);
     vector->roll = static_cast<float>(std::asin(std::clamp(x.z, -1.0, 1.0)) * DEGREES);
     vector->status = static_cast<int8_t>(state.status);

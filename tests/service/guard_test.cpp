@@ -50,6 +50,37 @@ TEST(Guard, TenThousandGlitchesLoseNoCalibration)
     EXPECT_LT(below_3, seen / 200) << "of " << seen;
 }
 
+// A sensor that was switched on again.
+TEST(Guard, TheFirstSampleAfterAGapCanBeAGlitch)
+{
+    const running service;
+    service.feed(device{.until = 20.0}.events());
+    std::vector<event> later = device{.from = 21.0, .until = 23.0}.events();
+    later[2].value.x += 300.0;
+    service.feed(later);
+    EXPECT_EQ(3, service.state().status);
+}
+
+TEST(Guard, WhatTurnsDuringGlitchesIsNotLost)
+{
+    const auto spin = [](double t) { return t < 20.0 ? turned_by_hand(t) : attitude(5.0 * t, 0.0, 0.0); };
+    const running service;
+    std::vector<event> events = device{.attitude = spin, .until = 40.0}.events();
+    int fields = 0;
+    for (event &e : events)
+    {
+        if (e.sensor == QV6DS_MAGNETOMETER && e.time > 22 * SECOND && ++fields % 60 < 5)
+            e.value.y += 300.0;
+        put(service.service, e);
+        const qv6ds_state state = service.state();
+        const vec y = turned(spin(static_cast<double>(state.time_ns - SECOND) / 1e9), axis(1));
+        if (e.time > 22 * SECOND && state.status >= 2)
+        {
+            ASSERT_LE(apart(state.azimuth, std::atan2(y.x, y.y) * 180.0 / std::numbers::pi), 2.0) << e.time;
+        }
+    }
+}
+
 TEST(Guard, AStepIsNoGlitch)
 {
     const vec step = {0.0, 60.0, 0.0};

@@ -77,9 +77,9 @@ TEST(Interface, ACallerWithASmallerRecordGetsWhatFits)
 TEST(Interface, EveryReasonHasASentence)
 {
     std::set<std::string> sentences;
-    for (uint32_t bit = 1; bit <= QV6DS_OTHER_FIELD; bit <<= 1)
+    for (uint32_t bit = 1; bit <= QV6DS_UPRIGHT; bit <<= 1)
         sentences.insert(qv6ds_text(bit));
-    EXPECT_EQ(13u, sentences.size());
+    EXPECT_EQ(14u, sentences.size());
     EXPECT_EQ(0u, sentences.count(qv6ds_text(0)));
 }
 

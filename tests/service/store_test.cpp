@@ -146,8 +146,6 @@ TEST(Store, ADamagedFileGivesThePreviousOneAndThenNothing)
                 qv6ds_settings settings = at.settings();
                 settings.save_interval_ns = -1;
                 const running service(settings);
-                const qv6ds_state state = service.state();
-                (void)state;
                 service.feed(device{.attitude = [](double) { return qv6ds_math::UNTURNED; }, .until = 0.1}.events());
                 const qv6ds_state now = service.state();
                 const bool resumes = (now.reasons & QV6DS_RESUMED) != 0;
@@ -160,6 +158,49 @@ TEST(Store, ADamagedFileGivesThePreviousOneAndThenNothing)
         }
 }
 
+TEST(Store, ADamagedFileDoesNotReplaceTheOneBefore)
+{
+    const folder at;
+    learn(at, ELSEWHERE);
+    learn(at, ELSEWHERE);
+    const std::string before = content(at.file(PREVIOUS));
+    std::ofstream(at.file(STATE), std::ios::binary) << "damaged";
+    qv6ds_settings settings = at.settings();
+    settings.save_interval_ns = -1;
+    const running service(settings);
+    service.feed(device{.offset = [](double) { return OFFSET; }}.events());
+    EXPECT_EQ(0, qv6ds_save(service.service));
+    EXPECT_TRUE(before == content(at.file(PREVIOUS)));
+    EXPECT_EQ(before.size(), content(at.file(STATE)).size());
+}
+
+TEST(Store, WhatWasLearntUnderOtherMatricesIsNotResumed)
+{
+    const folder at;
+    learn(at, OFFSET);
+    for (const bool mount : {true, false})
+    {
+        qv6ds_settings settings = at.settings();
+        settings.save_interval_ns = -1;
+        (mount ? settings.mount[QV6DS_MAGNETOMETER] : settings.soft_iron)[0][0] = 1.03f;
+        const running service(settings);
+        service.feed(device{.until = 0.1}.events());
+        EXPECT_EQ(0u, service.state().reasons & QV6DS_RESUMED) << mount;
+    }
+}
+
+// Its matrix is used by the layer, beside the library.
+TEST(Store, ACustomerFileWithoutMeaningIsLeftOut)
+{
+    for (const char *value : {"nan", "1e160", "0", "-1e9"})
+    {
+        const folder at;
+        std::ofstream(at.file("qvalgo-cust.cfg")) << "env.simtx[0][0] = " << value << "\n";
+        SCOPED_TRACE(value);
+        learn(at, OFFSET);
+    }
+}
+
 TEST(Store, WhereItCannotSaveItGoesOnAndSaysSoOnce)
 {
     const folder at;
@@ -169,8 +210,9 @@ TEST(Store, WhereItCannotSaveItGoesOnAndSaysSoOnce)
     settings.save_interval_ns = SECOND;
     settings.log = [](void *, int, const char *text) { lines += std::strstr(text, "cannot save") != nullptr; };
     qv6ds *service = nullptr;
-    ASSERT_EQ(0, qv6ds_start(&settings, &service));
     fs::remove(at.path); // gone, as a file system that was unmounted
+    ASSERT_EQ(0, qv6ds_start(&settings, &service));
+    EXPECT_TRUE((get(service).reasons & QV6DS_NOT_SAVED) != 0);
     for (const event &e : device{.until = 15.0}.events())
         put(service, e);
     EXPECT_EQ(QV6DS_FILE, qv6ds_save(service));
@@ -185,7 +227,7 @@ TEST(Store, WhereItCannotSaveItGoesOnAndSaysSoOnce)
     EXPECT_TRUE(is(resumed(at), OFFSET));
 }
 
-// Saves as fast as it can until it is killed; what it has saved is counted in a pipe.
+// Saves as fast as it can until it is killed, and says when what it learnt was saved.
 static void save_until_killed(const folder &at, const std::vector<event> &events, int pipe)
 {
     qv6ds_settings settings = at.settings();
@@ -197,8 +239,11 @@ static void save_until_killed(const folder &at, const std::vector<event> &events
         [&]
         {
             for (;;)
-                if (qv6ds_save(service) == 0 && get(service).status >= 2)
+            {
+                const qv6ds_state known = get(service);
+                if (qv6ds_save(service) == 0 && known.status == 3 && known.reasons == 0)
                     (void)!write(pipe, "s", 1);
+            }
         });
     for (const event &e : events)
         put(service, e);
@@ -209,8 +254,10 @@ static void save_until_killed(const folder &at, const std::vector<event> &events
 TEST(Store, KilledAtAnyMomentTheLastSaveIsThere)
 {
     const folder at;
-    learn(at, OFFSET);
-    const std::vector<event> events = device{.until = 5.0}.events();
+    const vec offsets[] = {OFFSET, ELSEWHERE}; // another one each time than was kept before
+    std::vector<event> events[2];
+    for (int i = 0; i < 2; ++i)
+        events[i] = device{.offset = [&offsets, i](double) { return offsets[i]; }, .until = 8.0}.events();
     std::mt19937 bits(3);
     for (int round = 0; round < QV6D_KILLS; ++round)
     {
@@ -218,7 +265,7 @@ TEST(Store, KilledAtAnyMomentTheLastSaveIsThere)
         ASSERT_EQ(0, pipe(ends));
         const pid_t child = fork();
         if (child == 0)
-            save_until_killed(at, events, ends[1]);
+            save_until_killed(at, events[round % 2], ends[1]);
         close(ends[1]);
         char saved;
         ASSERT_EQ(1, read(ends[0], &saved, 1));
@@ -226,6 +273,6 @@ TEST(Store, KilledAtAnyMomentTheLastSaveIsThere)
         kill(child, SIGKILL);
         waitpid(child, nullptr, 0);
         close(ends[0]);
-        ASSERT_TRUE(is(resumed(at), OFFSET)) << round;
+        ASSERT_TRUE(is(resumed(at), offsets[round % 2])) << round;
     }
 }
