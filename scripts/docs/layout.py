@@ -13,7 +13,8 @@ import sys
 import links
 
 # The order of the pages; what is in docs/ and not here stands at the end of INSIDE.
-USE = ["docs/integration.md", "docs/tuning.md", "docs/accuracy.md", "docs/qv6d.md"]
+USE = ["docs/integration.md", "docs/deployment.md", "docs/table.md", "docs/tuning.md", "docs/accuracy.md",
+       "docs/qv6d.md"]
 INSIDE = ["docs/algorithm.md", "docs/architecture.md", "docs/file-formats.md", "docs/same-bits.md",
           "docs/performance.md", "docs/soak.md"]
 PROJECT = ["CONTRIBUTING.md", "CHANGELOG.md", "SECURITY.md"]

@@ -1,6 +1,7 @@
 #!/bin/bash
 # What is installed can be moved, and everything needed to use it is in it: programs are built and run against a copy in
-# each way that docs/integration.md names. CC and CXX are the compilers.  install_test.sh BUILD_DIR SOURCE_DIR
+# each way that docs/integration.md and docs/table.md name. CC and CXX are the compilers.
+#   install_test.sh BUILD_DIR SOURCE_DIR
 source "$(dirname "$0")/../shell.sh"
 build=$1 source=$2 tree=$work/elsewhere/tree
 mkdir "$work/elsewhere"
