@@ -55,6 +55,9 @@ done
 [ "$(named "src/ +known to")" = "$(printf '%s\n' "${knowing[@]}" | sort | paste -sd ' ')" ] ||
     complain "src/ is said to be known to $(named "src/ +known to"), and is known to ${knowing[*]}"
 
+[ "$(named "service/ +imports")" = "$(included service/ src platform)" ] ||
+    complain "service/ is said to import $(named "service/ +imports"), and imports $(included service/ src platform)"
+
 # Every block of C, C++ or CMake stands line by line in an example that the tests build, whatever its indentation.
 quoted=0
 examples=$(sed 's/^ *//' examples/*.c examples/*/*.cpp examples/*/CMakeLists.txt)
