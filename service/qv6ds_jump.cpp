@@ -54,8 +54,8 @@ static bool is_elsewhere(const qv6ds_jump &jump, const qv6ds_sample &sample, con
     for (int32_t i = 0; i < jump.count; ++i)
     {
         const qv6ds_anchor &anchor = jump.anchors[i];
-        const double may_differ = JUMP_MIN + 4.0 * expected.noise +
-                                  std::min(anchor.path, 2.0) * (SCALE * expected.radius + expected.error);
+        const double may_differ =
+            JUMP_MIN + 4.0 * expected.noise + std::min(anchor.path, 2.0) * (SCALE * expected.radius + expected.error);
         if (anchor.turns && sample.time - anchor.time <= LOOK_BACK && norm(sample.field - anchor.field) > may_differ)
             return true;
     }

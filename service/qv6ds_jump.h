@@ -1,5 +1,5 @@
-// Notices that the field jumped though the device did not turn so, also when a filter in the sensor spreads the jump over
-// many samples, and that what made it jump is gone again.
+// Notices that the field jumped though the device did not turn so, also when a filter in the sensor spreads the jump
+// over many samples, and that what made it jump is gone again.
 #pragma once
 
 #include "qv6ds_sample.h"

@@ -4,11 +4,11 @@
 # BUILD/found, and ends the run.
 set -euo pipefail
 build=$(realpath "$1")
-mkdir -p "$build/seeds" "$build/found" "$build/corpus"/{customer_file,record_files,calls}
+mkdir -p "$build/seeds" "$build/found" "$build/corpus"/{customer_file,record_files,calls,service}
 (cd "$build/seeds" && "$build/tests/fuzz/fuzz_seeds")
-for target in customer_file record_files calls; do
+for target in customer_file record_files calls service; do
     program=$build/tests/fuzz/fuzz_$target log=$build/$target.log
-    if ! "$program" -max_total_time=$(($2 * 20)) -max_len=4096 -timeout=10 -dict="$build/seeds/customer_file.dict" \
+    if ! "$program" -max_total_time=$(($2 * 15)) -max_len=4096 -timeout=10 -dict="$build/seeds/customer_file.dict" \
         -artifact_prefix="$build/found/$target-" "$build/corpus/$target" "$build/seeds/$target" >"$log" 2>&1; then
         grep -vE '^#[0-9]+|NEW_FUNC' "$log" | tail -n 60 >&2
         echo "fuzz_$target broke the library. Again: $program $(ls -t "$build/found/$target-"* | head -n 1)" >&2

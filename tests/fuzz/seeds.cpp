@@ -73,11 +73,23 @@ static void write_calls()
     write("calls/each", start + turn + each);
 }
 
+// Numbers are those of the switch in service.cpp; the settings take what is not valid for the defaults.
+static void write_service()
+{
+    const std::string settings(24, '\xFF'), turn("\0\x14\x20\xA0", 4);
+    std::string day = settings;
+    for (int second = 0; second < 20; ++second)
+        day += turn;
+    write("service/day", day);
+    write("service/samples", day + std::string(200, '\x33'));
+}
+
 int main()
 {
-    for (const char *target : {"customer_file", "record_files", "calls"})
+    for (const char *target : {"customer_file", "record_files", "calls", "service"})
         std::filesystem::create_directories(target);
     write_customer_files();
     write_record_files();
     write_calls();
+    write_service();
 }

@@ -174,6 +174,20 @@ TEST(Store, ADamagedFileDoesNotReplaceTheOneBefore)
     EXPECT_EQ(before.size(), content(at.file(STATE)).size());
 }
 
+// Foreign files must neither be read for the state nor overwritten as one.
+TEST(Store, ALinkInThePlaceOfAFileIsNotFollowed)
+{
+    const folder at, elsewhere;
+    learn(elsewhere, OFFSET);
+    const std::string kept = content(elsewhere.file(STATE));
+    fs::create_symlink(elsewhere.file(STATE), at.file(STATE));
+    fs::create_symlink(elsewhere.file(STATE), at.file("qv6dservice.state.new"));
+    EXPECT_FALSE(is(resumed(at), OFFSET));
+    learn(at, ELSEWHERE);
+    EXPECT_TRUE(kept == content(elsewhere.file(STATE)));
+    EXPECT_TRUE(is(resumed(at), ELSEWHERE));
+}
+
 TEST(Store, WhatWasLearntUnderOtherMatricesIsNotResumed)
 {
     const folder at;
