@@ -15,16 +15,18 @@ static constexpr double LEVEL_MIN = 0.02;      // of the y axis: below it the ax
 static constexpr double SECONDS = 1e-9;        // of a nanosecond
 
 // How fast what gravity and field say is followed when the gyroscope says otherwise, seconds.
-static constexpr double FOLLOW = 0.25;
+static constexpr double FOLLOW = 1.0;
 
-// Tilt by sideways acceleration, rad, at which what the accelerometer says counts for half.
-static constexpr double SHAKEN = 0.1;
-static constexpr double DISTURBED_TRUST = 0.1; // of 1, beside something magnetic
-static constexpr double TRUSTED = 0.5;         // of 1
+// The drift of the gyroscope is learnt in about 1 / (gain * FOLLOW) seconds.
+static constexpr double DRIFT_GAIN = 0.05; // 1/s²
+static constexpr double DRIFT_MAX = 0.2;   // rad/s
 
-// Beyond this the gyroscope has missed a turn, or is none: when the two others, trusted, have said so for a while, they
-// are taken as they are.
-static constexpr double APART = 10.0 / DEGREES;
+static constexpr double DISTURBED_TRUST = 0.1; // of 1, in a field beside something magnetic
+
+// Beyond this the gyroscope has missed a turn, or is none: when the two others have said so for a while, in a calm
+// field and with less tilt by sideways acceleration, rad, they are taken as they are.
+static constexpr double APART = 5.0 / DEGREES;
+static constexpr double CALM_TILT = 0.1;
 static constexpr int64_t APART_FOR = 300000000; // ns
 
 static constexpr double FORCE_NOISE = 0.05; // m/s²
@@ -66,26 +68,55 @@ static quaternion of_axes(vec east, vec north, vec up)
     return {(m[1][0] - m[0][1]) / s, (m[0][2] + m[2][0]) / s, (m[1][2] + m[2][1]) / s, 0.25 * s};
 }
 
-// Takes the measured attitude at once, or a share of the way to it when the gyroscope holds the one before.
-static void follow(qv6ds_attitude *attitude, const qv6ds_sample &sample, quaternion measured, double trusted)
+// A gyroscope that drifts is always ahead of the two others by the same.
+static void learn_drift(qv6ds_attitude *attitude, vec behind)
 {
-    const double dt = SECONDS * static_cast<double>(std::max<int64_t>(0, sample.time - attitude->time));
-    if (!attitude->any || !sample.has_rotation)
-    {
-        attitude->to_world = measured;
-        attitude->apart = false;
-        return;
-    }
-    const quaternion predicted = normalized(attitude->to_world * rotation(sample.rotation));
-    const vec way = rotation_vector(conjugate(predicted) * measured);
-    const bool apart = norm(way) > APART && trusted > TRUSTED;
+    const vec drift = attitude->drift - DRIFT_GAIN * behind;
+    if (norm(drift) <= DRIFT_MAX)
+        attitude->drift = drift;
+}
+
+// What gravity and field say of one sample.
+struct evidence
+{
+    quaternion attitude; // of both
+    vec up;              // unit
+    vec field;
+    double field_trust; // of 1
+    bool calm;
+};
+
+static bool is_apart(qv6ds_attitude *attitude, const qv6ds_sample &sample, quaternion predicted, const evidence &said)
+{
+    const vec way = rotation_vector(conjugate(predicted) * said.attitude);
+    const bool apart = said.calm && norm(way) > APART;
     if (apart && !attitude->apart)
         attitude->apart_at = sample.time;
     attitude->apart = apart;
-    if (apart && sample.time - attitude->apart_at >= APART_FOR)
-        attitude->to_world = measured;
-    else
-        attitude->to_world = normalized(predicted * rotation((trusted * (1.0 - std::exp(-dt / FOLLOW))) * way));
+    return apart && sample.time - attitude->apart_at >= APART_FOR;
+}
+
+// Takes what is measured at once, or a share of the way to it when the gyroscope holds the attitude before: gravity
+// turns the tilt, the field the heading, so that acceleration of the hand does not slow the heading down.
+static void follow(qv6ds_attitude *attitude, const qv6ds_sample &sample, const evidence &said)
+{
+    const double dt = SECONDS * static_cast<double>(std::max<int64_t>(0, sample.time - attitude->time));
+    const quaternion predicted = normalized(attitude->to_world * rotation(sample.rotation));
+    if (!attitude->any || !sample.has_rotation || is_apart(attitude, sample, predicted, said))
+    {
+        attitude->to_world = said.attitude;
+        return;
+    }
+    const double share = 1.0 - std::exp(-dt / FOLLOW);
+    const vec up = turned(conjugate(predicted), {0.0, 0.0, 1.0}), axis = cross(said.up, up);
+    const double sine = norm(axis);
+    const vec tilt = sine > 0.0 ? (std::atan2(sine, dot(said.up, up)) / sine) * axis : vec{};
+    const quaternion tilted = predicted * rotation(share * tilt);
+    const vec field = turned(tilted, said.field);
+    const double west = std::atan2(field.x, field.y);
+    attitude->to_world = normalized(rotation({0.0, 0.0, share * said.field_trust * west}) * tilted);
+    if (norm(tilt) < APART && std::fabs(west) < APART)
+        learn_drift(attitude, dt * tilt + (said.field_trust * dt * west) * up);
 }
 
 static void learn_gravity(qv6ds_attitude *attitude, vec force)
@@ -128,38 +159,61 @@ static void read_angles(qv6ds_heading *heading)
     heading->roll = std::atan2(-x.z, z.z) * DEGREES;
 }
 
-qv6ds_heading qv6ds_attitude_update(qv6ds_attitude *attitude, const qv6ds_sample &sample, vec field,
+// Why there is no attitude in what a sample says, or 0. `horizontal`: of the field, microtesla.
+static uint32_t reasons_of(const qv6ds_sample &sample, vec field, double horizontal)
+{
+    if (!sample.has_force)
+        return QV6DS_NO_ACCELERATION;
+    if (norm(sample.force) < FREE_FALL)
+        return QV6DS_FREE_FALL;
+    return horizontal > HORIZONTAL_MIN * norm(field) ? 0 : QV6DS_VERTICAL;
+}
+
+static double horizontal_of(vec field, vec force)
+{
+    const double size = norm(force);
+    return size > 0.0 ? norm(cross(field, force)) / size : 0.0;
+}
+
+static quaternion measured_by(vec field, vec force)
+{
+    const vec east = cross(field, force);
+    const vec up = (1.0 / norm(force)) * force, right = (1.0 / norm(east)) * east;
+    return of_axes(right, cross(up, right), up);
+}
+
+static void update(qv6ds_attitude *attitude, const qv6ds_sample &sample, const qv6ds_judgement &judgement,
+                   qv6ds_heading *heading, double noise)
+{
+    const vec field = sample.field - judgement.bias;
+    const double horizontal = horizontal_of(field, sample.force);
+    heading->reasons = reasons_of(sample, field, horizontal);
+    if (heading->reasons != 0)
+    {
+        if (attitude->any && sample.has_rotation)
+            attitude->to_world = normalized(attitude->to_world * rotation(sample.rotation));
+        return;
+    }
+    learn_gravity(attitude, sample.force);
+    const double tilt = tilt_of(*attitude, norm(sample.force));
+    const bool disturbed = judgement.disturbance > 0.0;
+    follow(attitude, sample,
+           {measured_by(field, sample.force), (1.0 / norm(sample.force)) * sample.force, field,
+            disturbed ? DISTURBED_TRUST : 1.0, !disturbed && tilt < CALM_TILT});
+    attitude->any = judgement.radius > 0.0; // without an offset the gyroscope has nothing to hold
+    const vec y = turned(attitude->to_world, {0, 1, 0});
+    const double level = std::hypot(y.x, y.y);
+    if (level < LEVEL_MIN)
+        heading->reasons = QV6DS_UPRIGHT;
+    else
+        heading->error = heading_error(judgement, field, horizontal, noise, tilt, level);
+}
+
+qv6ds_heading qv6ds_attitude_update(qv6ds_attitude *attitude, const qv6ds_sample &sample,
                                     const qv6ds_judgement &judgement, double noise, const qv6ds_place &place)
 {
     qv6ds_heading heading = {0, UNTURNED, 0.0, 0.0, 0.0, 180.0};
-    const double force = norm(sample.force);
-    const vec east = cross(field, sample.force);
-    const double horizontal = force > 0.0 ? norm(east) / force : 0.0;
-    if (!sample.has_force)
-        heading.reasons = QV6DS_NO_ACCELERATION;
-    else if (force < FREE_FALL)
-        heading.reasons = QV6DS_FREE_FALL;
-    else if (horizontal < HORIZONTAL_MIN * norm(field) || horizontal == 0.0)
-        heading.reasons = QV6DS_VERTICAL;
-
-    if (heading.reasons == 0)
-    {
-        const vec up = (1.0 / force) * sample.force, right = (1.0 / norm(east)) * east;
-        learn_gravity(attitude, sample.force);
-        const double tilt = tilt_of(*attitude, force);
-        const double trusted =
-            judgement.disturbance > 0.0 ? DISTURBED_TRUST : SHAKEN * SHAKEN / (SHAKEN * SHAKEN + tilt * tilt);
-        follow(attitude, sample, of_axes(right, cross(up, right), up), trusted);
-        attitude->any = true;
-        const vec y = turned(attitude->to_world, {0, 1, 0});
-        const double level = std::hypot(y.x, y.y);
-        if (level < LEVEL_MIN)
-            heading.reasons = QV6DS_UPRIGHT;
-        else
-            heading.error = heading_error(judgement, field, horizontal, noise, tilt, level);
-    }
-    else if (attitude->any && sample.has_rotation)
-        attitude->to_world = normalized(attitude->to_world * rotation(sample.rotation));
+    update(attitude, sample, judgement, &heading, noise);
     attitude->time = sample.time;
     heading.to_world = attitude->to_world;
     if (place.known)

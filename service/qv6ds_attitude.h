@@ -8,9 +8,10 @@ struct qv6ds_attitude
 {
     qv6ds_math::quaternion to_world; // device to east, north, up; north is magnetic
     bool any;
-    int64_t time;         // ns, of the sample that it belongs to
-    double gravity;       // m/s², as this accelerometer feels it at rest
-    double gravity_count; // samples that it was measured from
+    int64_t time;          // ns, of the sample that it belongs to
+    qv6ds_math::vec drift; // rad/s, what the gyroscope says at rest
+    double gravity;        // m/s², as this accelerometer feels it at rest
+    double gravity_count;  // samples that it was measured from
     qv6ds_math::vec last_force;
     int64_t apart_at; // ns, since when gyroscope and the two others contradict each other
     bool apart;
@@ -26,6 +27,6 @@ struct qv6ds_heading
 
 void qv6ds_attitude_start(qv6ds_attitude *attitude);
 
-// `field` is without soft iron and hard iron. Where nothing can be said the attitude before is kept.
-qv6ds_heading qv6ds_attitude_update(qv6ds_attitude *attitude, const qv6ds_sample &sample, qv6ds_math::vec field,
+// Takes a sample with soft iron taken off. Where nothing can be said the attitude before is kept.
+qv6ds_heading qv6ds_attitude_update(qv6ds_attitude *attitude, const qv6ds_sample &sample,
                                     const qv6ds_judgement &judgement, double noise, const qv6ds_place &place);

@@ -89,6 +89,7 @@ void qv6ds_service_begin(qv6ds *service, const qv6ds_settings &settings)
     qv6ds_learner_start(&service->learner, settings.learn_hz, customer_file);
     qv6ds_trust_start(&service->trust);
     qv6ds_attitude_start(&service->attitude);
+    service->timeline.drift = {};
     for (int i = 0; i < 3; ++i)
         service->mount[i] = qv6ds_settings_matrix(settings.mount[i]);
     if (!qv6ds_settings_soft_iron(settings, service->learner.storage.cfg.env, &service->soft_iron))
@@ -159,8 +160,9 @@ static void work_on(qv6ds *service, qv6ds_sample sample)
     const vec offset = qv6ds_learner_offset(&service->learner);
     const qv6ds_judgement judgement =
         qv6ds_judge(&service->trust, sample.time, service->learner.validated ? &offset : nullptr, &service->place);
-    const qv6ds_heading heading = qv6ds_attitude_update(&service->attitude, sample, sample.field - judgement.bias,
-                                                        judgement, service->trust.noise, service->place);
+    const qv6ds_heading heading =
+        qv6ds_attitude_update(&service->attitude, sample, judgement, service->trust.noise, service->place);
+    service->timeline.drift = service->attitude.drift;
     publish(service, sample, raw, judgement, heading);
     if (learns)
         keep_good(service, judgement, sample.time);

@@ -133,7 +133,7 @@ static bool value_at(const qv6ds_series &series, int64_t time, vec *value)
 }
 
 // The turn from one time to another. A gyroscope's sample is the mean rate since the one before.
-static bool turn_between(const qv6ds_series &series, int64_t from, int64_t to, vec *turn)
+static bool turn_between(const qv6ds_series &series, vec drift, int64_t from, int64_t to, vec *turn)
 {
     int64_t i = first_from(series, from + 1);
     if (i == series.end || to <= from || to - from > BRACKET || at(series, i).time - from > BRACKET)
@@ -144,7 +144,7 @@ static bool turn_between(const qv6ds_series &series, int64_t from, int64_t to, v
     {
         const bool last = i == series.end || at(series, i).time >= to;
         if (i < series.end)
-            rate = at(series, i).value;
+            rate = at(series, i).value - drift;
         else if (to - series.last > BRACKET / 2)
             return false;
         const int64_t until = last ? to : at(series, i).time;
@@ -170,7 +170,7 @@ bool qv6ds_timeline_next(qv6ds_timeline *timeline, bool now, qv6ds_sample *sampl
     sample->time = field.time;
     sample->field = field.value;
     sample->has_force = value_at(timeline->sensors[QV6DS_ACCELEROMETER], field.time, &sample->force);
-    sample->has_rotation = timeline->any_worked && turn_between(timeline->sensors[QV6DS_GYROSCOPE],
+    sample->has_rotation = timeline->any_worked && turn_between(timeline->sensors[QV6DS_GYROSCOPE], timeline->drift,
                                                                 timeline->worked_until, field.time, &sample->rotation);
     timeline->worked_until = field.time;
     timeline->any_worked = true;

@@ -32,6 +32,7 @@ struct qv6ds_timeline
     int64_t first_field; // ns
     int64_t wait;        // ns, for the other sensors
     bool gyroscope_expected;
+    qv6ds_math::vec drift; // rad/s, taken off the gyroscope
 };
 
 enum class qv6ds_taken
