@@ -103,6 +103,14 @@ def write_document(tool, program, seeds, jobs):
     pictures.draw_shown()
 
 
+def print_against(program, recording, reference):
+    for gyroscope in (True, False):
+        north, found = service.against_reference(program, recording, reference, gyroscope)
+        cells = table.heading_cells(service.heading_summary(found))
+        print(f"{'with' if gyroscope else 'without'} gyroscope: {len(found)} headings, error {cells[0]} degrees "
+              f"(median / 95 % / worst), bound holds {cells[1]} %, north {north:.1f} degrees off")
+
+
 def without_infinity(value):
     """JSON has no infinity: never is null."""
     if isinstance(value, dict):
@@ -117,6 +125,9 @@ def arguments():
     parser.add_argument("--seeds", type=int, metavar="N", help=f"print the table of so many seeds instead of {SEEDS}")
     parser.add_argument("--only", metavar="NAME,...", help="print these rows: " + ", ".join(c.name for c in CASES))
     parser.add_argument("--json", action="store_true", help="print JSON; null is never, or nothing to measure")
+    parser.add_argument("--against", nargs=2, metavar=("RECORDING", "REFERENCE"),
+                        help="print how far the service's headings in a recording are from a reference: "
+                        "t_ns,qw,qx,qy,qz, device to east, north, up")
     parser.add_argument("--jobs", type=int, default=len(os.sched_getaffinity(0)), help="processes at a time")
     given = parser.parse_args()
     if given.seeds is not None and given.seeds < 1:
@@ -129,6 +140,9 @@ def arguments():
 
 def main():
     given = arguments()
+    if given.against:
+        print_against(given.program, *given.against)
+        return
     seeds = given.seeds or SEEDS
     if given.seeds is None and given.only is None and not given.json:
         write_document(given.tool, given.program, seeds, given.jobs)

@@ -1,5 +1,6 @@
 """How good the service layer's bias, bound, status and heading are: the same simulated uses, put through service_rows."""
 
+import bisect
 import math
 import subprocess
 import tempfile
@@ -17,6 +18,7 @@ ROWS = [case for case in CASES if not case.name.startswith(("strict", "wide")) a
 MOTIONS = ("tumble", "walk", "pocket", "gesture", "figure8")
 RATES = (50, 100)  # Hz
 USABLE = 2  # status from which on a heading is judged
+SAME_TIME = 8_000_000  # ns between a row and its reference
 LEVEL = 0.1  # horizontal share of the y axis below which it has no heading
 
 Row = namedtuple("Row", "t status bias error_bound q azimuth heading_bound")
@@ -105,6 +107,26 @@ def heading(tool, program, motion, rate, gyroscope, seed):
         subprocess.run([tool, "simulate", "--seed", str(seed + 100), "--duration", "120", "--motion", motion,
                         "--heading", str(37 * seed), "--truth", truth, *common], check=True)
         return heading_errors(served(program, [recording, *options]), truth_of(truth))
+
+
+def nearest(times, t):
+    place = bisect.bisect_left(times, t)
+    return min(times[max(0, place - 1):place + 1], key=lambda other: abs(other - t))
+
+
+def against_reference(program, recording, reference, gyroscope):
+    """As heading_errors, of a recording whose attitude something else has measured too, with a north of its own."""
+    truth = truth_of(reference)
+    times = sorted(truth)
+    found = []
+    for row in served(program, [recording] + ([] if gyroscope else ["--without-gyroscope"])):
+        t = nearest(times, row.t)
+        heading, share = heading_of(truth[t])
+        if row.status >= USABLE and abs(t - row.t) <= SAME_TIME and share >= LEVEL:
+            found.append((row.azimuth - heading, row.heading_bound))
+    north = math.degrees(math.atan2(sum(math.sin(math.radians(e)) for e, _ in found),
+                                    sum(math.cos(math.radians(e)) for e, _ in found)))
+    return north, [(abs(math.remainder(e - north, 360.0)), bound) for e, bound in found]
 
 
 def heading_summary(found):
