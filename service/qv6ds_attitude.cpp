@@ -24,12 +24,15 @@ static constexpr double DRIFT_MAX = 0.2;   // rad/s
 static constexpr double DISTURBED_TRUST = 0.1; // of 1, in a field beside something magnetic
 
 // Beyond this the gyroscope has missed a turn, or is none: when the two others have said so for a while, in a calm
-// field and with less tilt by sideways acceleration, rad, they are taken as they are.
+// field and with an acceleration of gravity's strength, they are taken as they are.
 static constexpr double APART = 5.0 / DEGREES;
-static constexpr double CALM_TILT = 0.1;
+static constexpr double CALM = 0.1;             // m/s²
 static constexpr int64_t APART_FOR = 300000000; // ns
 
 static constexpr double FORCE_NOISE = 0.05; // m/s²
+
+// A magnetometer measures over its period, and says a time somewhere in it.
+static constexpr double LATE = 0.01; // s
 
 // Gravity is learnt at rest: from accelerations that hardly differ from the one before and are near what they should
 // be.
@@ -76,6 +79,13 @@ static void learn_drift(qv6ds_attitude *attitude, vec behind)
         attitude->drift = drift;
 }
 
+static void learn_lean(qv6ds_attitude *attitude, vec lean, double excess, double share)
+{
+    attitude->lean = attitude->lean + share * (lean - attitude->lean);
+    attitude->lean_square += share * (dot(lean, lean) - attitude->lean_square);
+    attitude->excess += share * (excess - attitude->excess);
+}
+
 // What gravity and field say of one sample.
 struct evidence
 {
@@ -83,6 +93,7 @@ struct evidence
     vec up;              // unit
     vec field;
     double field_trust; // of 1
+    double excess;      // m/s², of the acceleration's strength over gravity's
     bool calm;
 };
 
@@ -98,16 +109,16 @@ static bool is_apart(qv6ds_attitude *attitude, const qv6ds_sample &sample, quate
 
 // Takes what is measured at once, or a share of the way to it when the gyroscope holds the attitude before: gravity
 // turns the tilt, the field the heading, so that acceleration of the hand does not slow the heading down.
-static void follow(qv6ds_attitude *attitude, const qv6ds_sample &sample, const evidence &said)
+static void follow(qv6ds_attitude *attitude, const qv6ds_sample &sample, double dt, const evidence &said)
 {
-    const double dt = SECONDS * static_cast<double>(std::max<int64_t>(0, sample.time - attitude->time));
     const quaternion predicted = normalized(attitude->to_world * rotation(sample.rotation));
+    const double share = attitude->any ? 1.0 - std::exp(-dt / FOLLOW) : 1.0;
     if (!attitude->any || !sample.has_rotation || is_apart(attitude, sample, predicted, said))
     {
         attitude->to_world = said.attitude;
+        learn_lean(attitude, {}, said.excess, share);
         return;
     }
-    const double share = 1.0 - std::exp(-dt / FOLLOW);
     const vec up = turned(conjugate(predicted), {0.0, 0.0, 1.0}), axis = cross(said.up, up);
     const double sine = norm(axis);
     const vec tilt = sine > 0.0 ? (std::atan2(sine, dot(said.up, up)) / sine) * axis : vec{};
@@ -115,6 +126,7 @@ static void follow(qv6ds_attitude *attitude, const qv6ds_sample &sample, const e
     const vec field = turned(tilted, said.field);
     const double west = std::atan2(field.x, field.y);
     attitude->to_world = normalized(rotation({0.0, 0.0, share * said.field_trust * west}) * tilted);
+    learn_lean(attitude, turned(predicted, tilt), said.excess, share);
     if (norm(tilt) < APART && std::fabs(west) < APART)
         learn_drift(attitude, dt * tilt + (said.field_trust * dt * west) * up);
 }
@@ -131,21 +143,23 @@ static void learn_gravity(qv6ds_attitude *attitude, vec force)
     attitude->last_force = force;
 }
 
-// By which a sideways acceleration turns what is felt as gravity, rad: s across g gives a norm of sqrt(g² + s²).
-static double tilt_of(const qv6ds_attitude &attitude, double force)
+// How far up can be wrong, rad. An acceleration s across g has a strength of sqrt(g² + s²), of which some is seen to
+// lean. `held`: by the gyroscope; otherwise up is where it is felt, and leans with every step.
+static double tilt_of(const qv6ds_attitude &attitude, bool held)
 {
-    const double off = std::max(0.0, std::fabs(force - attitude.gravity) - FORCE_NOISE);
-    return std::sqrt(2.0 * off / attitude.gravity) + FORCE_NOISE / attitude.gravity;
+    const double square = 2.0 * (attitude.excess - FORCE_NOISE) / attitude.gravity - attitude.lean_square;
+    const double hidden = std::sqrt(std::max(0.0, square));
+    return 2.0 * norm(attitude.lean) + (held ? 1.0 : 2.0) * hidden + FORCE_NOISE / attitude.gravity;
 }
 
-// `level`: share of the y axis that is horizontal, by which its heading swings more than the device.
+// What turns the azimuth, rad: the bias across the horizontal field, noise, a wrong up, which the dip makes larger, and
+// a field that comes late.
 static double heading_error(const qv6ds_judgement &judgement, vec field, double horizontal, double noise, double tilt,
-                            double level)
+                            double late)
 {
-    const double across = (judgement.error + 2.0 * judgement.disturbance + 2.0 * noise) / horizontal;
+    const double bias = (judgement.error + 2.0 * judgement.disturbance) / horizontal;
     const double along = std::sqrt(std::max(0.0, dot(field, field) - horizontal * horizontal));
-    const double error = across + along / horizontal * tilt + tilt * (1.0 / level - 1.0);
-    return error < 1.0 ? std::asin(error) * DEGREES : 180.0;
+    return std::hypot(std::hypot(bias, 2.0 * noise / horizontal), along / horizontal * tilt, late);
 }
 
 static void read_angles(qv6ds_heading *heading)
@@ -182,6 +196,24 @@ static quaternion measured_by(vec field, vec force)
     return of_axes(right, cross(up, right), up);
 }
 
+// A y axis that is hardly horizontal swings more than the device.
+static void judge(const qv6ds_attitude &attitude, const qv6ds_sample &sample, double dt,
+                  const qv6ds_judgement &judgement, double noise, qv6ds_heading *heading)
+{
+    const vec y = turned(attitude.to_world, {0, 1, 0}), field = sample.field - judgement.bias;
+    const double level = std::hypot(y.x, y.y);
+    if (level < LEVEL_MIN)
+    {
+        heading->reasons = QV6DS_UPRIGHT;
+        return;
+    }
+    const double tilt = tilt_of(attitude, sample.has_rotation);
+    const double late = dt > 0.0 ? norm(sample.rotation) / dt * LATE : 0.0;
+    const double horizontal = horizontal_of(field, sample.force);
+    const double error = heading_error(judgement, field, horizontal, noise, tilt, late) + tilt * (1.0 / level - 1.0);
+    heading->error = error < 1.0 ? std::asin(error) * DEGREES : 180.0;
+}
+
 static void update(qv6ds_attitude *attitude, const qv6ds_sample &sample, const qv6ds_judgement &judgement,
                    qv6ds_heading *heading, double noise)
 {
@@ -195,18 +227,14 @@ static void update(qv6ds_attitude *attitude, const qv6ds_sample &sample, const q
         return;
     }
     learn_gravity(attitude, sample.force);
-    const double tilt = tilt_of(*attitude, norm(sample.force));
+    const double excess = norm(sample.force) - attitude->gravity;
     const bool disturbed = judgement.disturbance > 0.0;
-    follow(attitude, sample,
+    const double dt = SECONDS * static_cast<double>(std::max<int64_t>(0, sample.time - attitude->time));
+    follow(attitude, sample, dt,
            {measured_by(field, sample.force), (1.0 / norm(sample.force)) * sample.force, field,
-            disturbed ? DISTURBED_TRUST : 1.0, !disturbed && tilt < CALM_TILT});
+            disturbed ? DISTURBED_TRUST : 1.0, excess, !disturbed && std::fabs(excess) < CALM});
     attitude->any = judgement.radius > 0.0; // without an offset the gyroscope has nothing to hold
-    const vec y = turned(attitude->to_world, {0, 1, 0});
-    const double level = std::hypot(y.x, y.y);
-    if (level < LEVEL_MIN)
-        heading->reasons = QV6DS_UPRIGHT;
-    else
-        heading->error = heading_error(judgement, field, horizontal, noise, tilt, level);
+    judge(*attitude, sample, dt, judgement, noise, heading);
 }
 
 qv6ds_heading qv6ds_attitude_update(qv6ds_attitude *attitude, const qv6ds_sample &sample,

@@ -13,6 +13,13 @@ struct qv6ds_attitude
     double gravity;        // m/s², as this accelerometer feels it at rest
     double gravity_count;  // samples that it was measured from
     qv6ds_math::vec last_force;
+
+    // Means over the time in which gravity is followed. What leans to and fro averages out; what leans for longer is
+    // taken for gravity, and shows only in the strength of what is felt.
+    qv6ds_math::vec lean; // rad, of the acceleration from the attitude's up, in the world
+    double lean_square;   // rad²
+    double excess;        // m/s², of the acceleration's strength over gravity's
+
     int64_t apart_at; // ns, since when gyroscope and the two others contradict each other
     bool apart;
 };
