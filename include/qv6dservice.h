@@ -73,7 +73,8 @@ typedef enum qv6ds_reason
     QV6DS_UPRIGHT = 8192      /* the y axis points up or down: it has no azimuth; the quaternion is right */
 } qv6ds_reason;
 
-/* Begin with qv6ds_defaults() and change what is to be different. */
+/* Begin with qv6ds_defaults() and change what is to be different. The record grows only in a library of another soname,
+ * since qv6ds_defaults returns it by value. */
 typedef struct qv6ds_settings
 {
     size_t size;                /* of this record, as the caller knows it */

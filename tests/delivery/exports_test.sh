@@ -16,7 +16,7 @@ case $library in
     headers=("$source"/include/qv6dservice.h) macro=QV6DS_API
     needed+='|libqv6dalgo'
     files+='|access|open|openat|close|read|write|fstat|fsync|linkat|renameat|unlinkat|strerror|(__)?errno(_location)?'
-    mathematics+='|exp|qvhcal_[a-z_]*|qvfusion_get_bak|setup_default_cfg|load_file_cust|check_cfg_was_changed'
+    mathematics+='|exp|hypot|qvhcal_[a-z_]*|qvfusion_get_bak|setup_default_cfg|load_file_cust|check_cfg_was_changed'
     text+='|pthread_(create|join|mutex_(un)?lock|cond_(wait|signal))'
     ;;
 esac

@@ -1,6 +1,6 @@
 """That the evaluation computes right figures, and that the documented ones are the library's.
 
-accuracy_test.py QV6D PROJECT
+accuracy_test.py QV6D SERVICE_ROWS PROJECT
 """
 
 import math
@@ -10,6 +10,7 @@ import sys
 import unittest
 
 PROJECT = sys.argv.pop()
+PROGRAM = sys.argv.pop()
 TOOL = sys.argv.pop()
 sys.path.insert(0, os.path.join(PROJECT, "measure/accuracy"))
 
@@ -17,7 +18,8 @@ import curves
 import table
 from cases import CASES, Case
 from figures import INSTANTS, quantile, run_of, summary_of
-from main import SEEDS, measure_all, version_of
+from main import SEEDS, measure_all, measure_service, version_of
+from service import ROWS, Row, heading_errors, summary
 from simulated import Simulated
 
 NEVER = math.inf
@@ -68,6 +70,23 @@ class Figures(unittest.TestCase):
                                             "1.00 / 6.00 / 6.00", "600", "1.5 (never)"])
 
 
+class Service(unittest.TestCase):
+    def test_of_a_case(self):
+        run = run_of(samples((9, 0), (2, 1), (1, 3), (6, 3)))
+        got = summary([(run, [2.0, 1.0, 6.0], [2.5, 0.5, 9.0])])
+        self.assertAlmostEqual(got["holds_percent"], 200 / 3)
+        self.assertEqual((got["bound_ut"], got["real_95_ut"], got["wrong_s_per_hour"]), (2.5, 6.0, 900.0))
+
+    def test_of_headings(self):
+        half = math.sqrt(0.5)
+        truth = {1: (half, 0, 0, -half), 2: (half, half, 0, 0)}  # flat with y to the east; y up
+        rows = [Row(t, status, (0, 0, 0), 1.0, (1, 0, 0, 0), azimuth, 5.0)
+                for t, status, azimuth in ((1, 2, 93.0), (1, 1, 0.0), (2, 3, 0.0), (3, 3, 0.0))]
+        ((error, bound),) = heading_errors(rows, truth)
+        self.assertAlmostEqual(error, 3.0)
+        self.assertEqual(bound, 5.0)
+
+
 class Truth(unittest.TestCase):
     def test_what_the_library_learns_is_the_truth_told(self):
         """Without this a fault of the truth would be charged to the library."""
@@ -101,6 +120,20 @@ class Document(unittest.TestCase):
             self.assertIn(expected, self.text, "./run accuracy writes them again")
         for expected in lines:
             self.assertIn(expected, self.record, "./run accuracy writes them again")
+
+
+class ServiceDocument(unittest.TestCase):
+    text = table.DOCUMENT.read_text().split(table.SERVICE)[1].split(table.END)[0]
+
+    def test_rows_are_those_of_the_command(self):
+        self.assertEqual(re.findall(r"^\| ([^*|]+) \| [^-]", self.text, re.M), [case.label for case in ROWS])
+        self.assertIn(table.inputs(SEEDS, version_of(TOOL)), self.text)
+
+    def test_figures_are_those_of_the_layer(self):
+        """Of the row that is quickest to measure."""
+        case = next(case for case in ROWS if case.name == "rate-10")
+        expected = table.service_row(case, measure_service(TOOL, PROGRAM, [case], SEEDS, 2)[case.name])
+        self.assertIn(expected, self.text, "./run accuracy writes it again")
 
 
 if __name__ == "__main__":
