@@ -1,18 +1,15 @@
 #include "qv6ds_attitude.h"
 
+#include "qv6ds_units.h"
 #include "qv6dservice.h"
 
 #include <algorithm>
-#include <numbers>
 
 using namespace qv6ds_math;
 
-static constexpr double DEGREES = 180.0 / std::numbers::pi;
-static constexpr double GRAVITY = 9.81;        // m/s²
 static constexpr double FREE_FALL = 1.0;       // m/s²
 static constexpr double HORIZONTAL_MIN = 0.02; // of the field: below it the field lies along gravity
 static constexpr double LEVEL_MIN = 0.02;      // of the y axis: below it the axis points up or down
-static constexpr double SECONDS = 1e-9;        // of a nanosecond
 
 // How fast what gravity and field say is followed when the gyroscope says otherwise, seconds.
 static constexpr double FOLLOW = 1.0;

@@ -1,4 +1,5 @@
 #include "qv6ds_guard.h"
+#include "qv6ds_units.h"
 
 #include <algorithm>
 
@@ -12,7 +13,6 @@ static constexpr double STUCK = 0.3;       // rad, turned without any change of 
 static constexpr double JUMP_MIN = 6.0;    // microtesla: what noise does not do
 static constexpr int64_t GAP = 500000000;  // ns, after which nothing is expected of the next sample
 static constexpr int32_t AFTER_GAP = 2;    // samples that have to follow each other then
-static constexpr double SECONDS = 1e-9;    // of a nanosecond
 
 void qv6ds_guard_start(qv6ds_guard *guard, double range)
 {

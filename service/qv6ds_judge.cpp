@@ -2,6 +2,7 @@
 
 #include "qv6ds_trust.h"
 
+#include "qv6ds_units.h"
 #include "qv6dservice.h"
 
 #include <algorithm>
@@ -9,7 +10,6 @@
 using namespace qv6ds_math;
 
 static constexpr double INFINITE = std::numeric_limits<double>::infinity();
-static constexpr int64_t SECOND = 1000000000;
 
 // A status stays until the error is by so much above what it needs.
 static constexpr double STAYS = 1.25;

@@ -1,10 +1,10 @@
 #include "qv6ds_jump.h"
+#include "qv6ds_units.h"
 
 #include <algorithm>
 
 using namespace qv6ds_math;
 
-static constexpr double SECONDS = 1e-9;        // of a nanosecond
 static constexpr int64_t EVERY = 500000000;    // ns, between anchors
 static constexpr int64_t OLD_MAX = 4000000000; // ns: what is older says nothing of now
 static constexpr int64_t LOOK_BACK = 1200000000;

@@ -1,8 +1,7 @@
 #include "qv6ds_learner.h"
+#include "qv6ds_units.h"
 
 using namespace qv6ds_math;
-
-static constexpr double NANOSECONDS = 1e9;
 
 // A wider span than the library's own 15 µT: at 25 Hz it keeps away offsets that were fitted from a small cap.
 static constexpr double SPAN_MIN = 25.0;
@@ -10,7 +9,7 @@ static constexpr double SPAN_MIN = 25.0;
 void qv6ds_learner_start(qv6ds_learner *learner, double learn_hz, const char *customer_file)
 {
     *learner = {};
-    learner->period = static_cast<int64_t>(NANOSECONDS / learn_hz);
+    learner->period = static_cast<int64_t>(static_cast<double>(SECOND) / learn_hz);
     qvstorage *storage = &learner->storage;
     setup_default_cfg(storage);
     storage->cfg.hcal.motion.sendiffmin = SPAN_MIN;

@@ -1,6 +1,7 @@
 #include "qv6ds_service.h"
 
 #include "qv6ds_settings.h"
+#include "qv6ds_units.h"
 
 #include <cerrno>
 #include <climits>
@@ -12,7 +13,6 @@
 
 using namespace qv6ds_math;
 
-static constexpr int64_t SECOND = 1000000000;
 static constexpr int64_t TOLD_FOR = SECOND; // how long a refused sample stays among the reasons
 static constexpr int32_t WORK_MAX = 64;     // fields worked on in one call, so that none takes long
 static constexpr int64_t NEVER = INT64_MIN;

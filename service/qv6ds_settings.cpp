@@ -1,6 +1,7 @@
 #include "qv6ds_settings.h"
 
 #include "env/qvenv.h"
+#include "qv6ds_units.h"
 
 #include <climits>
 #include <cstring>
@@ -11,7 +12,6 @@ static constexpr double RATE_MIN = 1.0, RATE_MAX = 100.0; // Hz, of learning
 static constexpr double FACTOR_MAX = 1000.0;              // of a matrix: beyond it is no unit of a sensor
 static constexpr double VOLUME_MIN = 1e-6;                // of a matrix: below it a direction is lost
 static constexpr float FIELD_MAX = 1e5f;                  // microtesla
-static constexpr int64_t SECOND = 1000000000;
 static constexpr int64_t INTERVAL_MAX = int64_t{1} << 61, WAIT_MAX = 15 * SECOND; // ns
 
 qv6ds_settings qv6ds_defaults(void)

@@ -1,13 +1,11 @@
 #include "qv6ds_timeline.h"
 
+#include "qv6ds_units.h"
 #include "qv6dservice.h"
 
 #include <cstdlib>
 
 using namespace qv6ds_math;
-
-static constexpr int64_t SECOND = 1000000000;
-static constexpr double SECONDS = 1e-9; // of a nanosecond
 
 // A sample so far after the one before it belongs to another clock, unless the next one comes from there too.
 static constexpr int64_t AHEAD = 10 * SECOND;

@@ -1,5 +1,6 @@
 #include "qv6ds_trust.h"
 
+#include "qv6ds_units.h"
 #include "qv6dservice.h"
 
 #include <algorithm>
@@ -8,7 +9,6 @@
 using namespace qv6ds_math;
 
 static constexpr double INFINITE = std::numeric_limits<double>::infinity();
-static constexpr int64_t SECOND = 1000000000;
 
 // The norm may be so far from the radius, microtesla, beside what is known of its scatter.
 static constexpr double NORM_TOLERANCE = 3.0, NORM_LEARNT = 0.5;
@@ -35,7 +35,7 @@ static constexpr double NOISE_START = 0.5;   // microtesla
 static constexpr double NOISE_KNOWN = 200.0; // samples that what was kept counts for
 
 // Gravity is felt alone when the acceleration has its strength; m/s².
-static constexpr double GRAVITY = 9.81, GRAVITY_TOLERANCE = 0.3;
+static constexpr double GRAVITY_TOLERANCE = 0.3;
 static constexpr double DIP_SHARE = 0.01; // of a new sample in the mean, at least
 
 // A young sphere that contradicts itself is gathered again from its newer half, so often.

@@ -1,14 +1,13 @@
 #include "android/qv6ds_android.h"
 
+#include "qv6ds_units.h"
 #include "qv6ds_vector.h"
 
 #include <algorithm>
 #include <cstring>
-#include <numbers>
 
 using namespace qv6ds_math;
 
-static constexpr double DEGREES = 180.0 / std::numbers::pi;
 static constexpr float NO_HEADING = 180.0f;
 
 int32_t qv6ds_android_put(qv6ds *service, const ASensorEvent *event)
