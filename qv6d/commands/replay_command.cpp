@@ -9,6 +9,8 @@
 #include "library/replay.h"
 #include "library/summary.h"
 #include "page/page_file.h"
+#include "trust/trust_listener.h"
+#include "trust/words.h"
 
 #include <chrono>
 #include <cmath>
@@ -55,7 +57,8 @@ class replay_results
 public:
     // Opens the files.
     explicit replay_results(const replay_arguments &given)
-        : given_(given), page_(given.report), cycles_([this](const cycle &c) { take(c); })
+        : given_(given), trust_(given.settings.counts), page_(given.report),
+          cycles_([this](const cycle &c) { take(c); })
     {
         open_rows();
         if (!given.log.empty())
@@ -101,7 +104,8 @@ public:
         summary_.finish(watch_, wall_seconds);
         const std::string &name = given_.settings.recording;
         const auto truth = given_.truth_known ? std::optional(given_.true_offset) : std::nullopt;
-        const std::string text = given_.json ? summary_.json(name, truth) : summary_.text(name, truth);
+        const std::string text =
+            given_.json ? summary_.json(name, truth) : summary_.text(name, truth) + words(trust_.finish()) + "\n";
         const bool rows_on_stdout = given_.output == "-" || (given_.output.empty() && rows_);
         if (rows_on_stdout)
         {
@@ -137,6 +141,7 @@ private:
     {
         summary_.count(e);
         cycles_.on_event(e);
+        trust_.on_event(e);
     }
 
     void take(const cycle &c)
@@ -148,6 +153,7 @@ private:
     void take(const event &e, const sample_result &result)
     {
         cycles_.on_result();
+        trust_.on_result(e, result);
         summary_.add(result, raw_microtesla(e, given_.settings.counts));
         if (rows_)
             print_row(&*rows_, result);
@@ -155,6 +161,7 @@ private:
 
     const replay_arguments &given_;
     std::optional<output> rows_, log_;
+    trust_listener trust_;
     page_file page_;
     cycle_counts counts_;
     cycle_listener cycles_;

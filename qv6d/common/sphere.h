@@ -1,6 +1,8 @@
 // The best sphere through a cloud of field samples: what a calibration can be measured against afterwards.
 #pragma once
 
+#include "common/cloud.h"
+
 #include <array>
 #include <cstdint>
 #include <optional>
@@ -30,19 +32,15 @@ public:
 
     std::uint64_t count() const
     {
-        return count_;
+        return static_cast<std::uint64_t>(sums_.count);
     }
 
     // None through fewer than four samples, nor through samples of one plane.
     std::optional<sphere> best() const;
 
 private:
-    std::uint64_t count_ = 0;
-    std::array<double, 3> origin_ = {};   // the first sample, from which all are measured
-    std::array<double, 3> sum_ = {};      // of p
-    std::array<double, 6> products_ = {}; // of xx, xy, xz, yy, yz, zz
-    std::array<double, 3> cubes_ = {};    // of p |p|²
-    double fourths_ = 0.0;                // of |p|⁴
+    Eigen::Vector3d origin_ = Eigen::Vector3d::Zero(); // the first sample, from which all are measured
+    cloud sums_;
 };
 
 } // namespace qv6d
