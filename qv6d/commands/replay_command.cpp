@@ -86,7 +86,7 @@ public:
     void finish_files()
     {
         if (page_.wanted())
-            page_.finish(find_by_replaying(counts_, cycles_.finish(given_.settings), given_.settings),
+            page_.finish(find_by_replaying(counts_, cycles_.finish(given_.settings, trust_.finish()), given_.settings),
                          given_.settings.recording);
         if (rows_)
             rows_->finish();

@@ -2,6 +2,7 @@
 
 #include "common/error.h"
 #include "recordings/device_log.h"
+#include "trust/trust_listener.h"
 
 #include <fmt/format.h>
 
@@ -30,13 +31,22 @@ void note_start(cycle_source *source, std::string_view line)
 cycle_source replay_cycles(replay_settings settings, const std::function<void(const cycle &)> &on_cycle)
 {
     cycle_listener cycles(on_cycle);
+    trust_listener grades(settings.counts);
     settings.debug = true;
     replay_listener listener;
     listener.on_log = [&](std::string_view line) { cycles.on_log(line); };
-    listener.on_event = [&](const event &e) { cycles.on_event(e); };
-    listener.on_result = [&](const event &, const sample_result &) { cycles.on_result(); };
+    listener.on_event = [&](const event &e)
+    {
+        cycles.on_event(e);
+        grades.on_event(e);
+    };
+    listener.on_result = [&](const event &e, const sample_result &result)
+    {
+        cycles.on_result();
+        grades.on_result(e, result);
+    };
     replay(settings, listener);
-    return cycles.finish(settings);
+    return cycles.finish(settings, grades.finish());
 }
 
 // Seconds from the first time stamp of a log. Without stamps the samples' numbers, or seconds by their rate.
@@ -75,7 +85,13 @@ private:
 cycle_source read_log(const std::string &path, double log_rate, const std::function<void(const cycle &)> &on_cycle)
 {
     cycle_source source;
-    cycle_reader reader(on_cycle);
+    trust_judge grades;
+    cycle_reader reader(
+        [&](const cycle &c)
+        {
+            grades.add({c.time, c.field, c.offset, c.radius, c.grade});
+            on_cycle(c);
+        });
     log_clock times(log_rate);
     line_reader lines(path, line_reader::long_lines::cut);
     for (std::string_view text; lines.next(&text);)
@@ -92,6 +108,7 @@ cycle_source read_log(const std::string &path, double log_rate, const std::funct
     }
     reader.finish();
     source.timed = times.timed();
+    source.grade_trust = grades.finish(source.timed);
     source.starts = reader.starts();
     source.cycles = reader.cycles();
     if (source.cycles == 0)
@@ -118,8 +135,9 @@ void cycle_listener::on_event(const event &e)
     now_ = (static_cast<double>(e.t_ns) - static_cast<double>(*first_t_ns_)) / 1e9;
 }
 
-cycle_source cycle_listener::finish(const replay_settings &settings)
+cycle_source cycle_listener::finish(const replay_settings &settings, const trust &grade_trust)
 {
+    source_.grade_trust = grade_trust;
     reader_.finish();
     source_.starts = reader_.starts();
     source_.cycles = reader_.cycles();

@@ -3,6 +3,7 @@
 
 #include "explain/cycles.h"
 #include "library/replay.h"
+#include "trust/trust.h"
 
 #include <cstdint>
 #include <functional>
@@ -19,6 +20,7 @@ struct cycle_source
     std::uint64_t foreign = 0; // lines of a log that are none of the library's
     std::uint64_t cut = 0;     // lines of a log that are, but are not whole
     std::uint64_t resumes = 0; // starts from a stored calibration
+    trust grade_trust;
 };
 
 // Hears a replay and hands out its cycles.
@@ -38,7 +40,7 @@ public:
     }
 
     // After the replay. Throws qv6d::error when there was nothing to hear.
-    cycle_source finish(const replay_settings &settings);
+    cycle_source finish(const replay_settings &settings, const trust &grade_trust);
 
 private:
     cycle_reader reader_;

@@ -1,11 +1,7 @@
 // What a replay or a device's log comes to. Whatever tells of it, in words or as data, reads this record.
 #pragma once
 
-#include "explain/cycle_counts.h"
-#include "explain/cycle_source.h"
-
-#include <cstdint>
-#include <vector>
+#include "explain/advice.h"
 
 namespace qv6d
 {
@@ -19,23 +15,15 @@ enum class calibration_end
     not_calibrated,
 };
 
-// What the same recording gives a slower magnetometer.
-struct thinned_replay
-{
-    std::uint64_t every; // uses the Nth, 2Nth, ... mag event
-    std::uint64_t ready; // READY buffers
-};
-
 struct findings
 {
     cycle_source source;
     cycle_counts counts;
     calibration_end end;
-    std::vector<thinned_replay> thinned; // none unless a recording did not calibrate
+    advice_found advice;
 };
 
-// Of the cycles that the settings gave. A recording that did not calibrate is replayed four times more, each time with
-// fewer mag events and in a process of its own; nothing else is replayed.
+// Of the cycles that the settings gave, and of what try_remedies() found.
 findings find_by_replaying(const cycle_counts &counts, const cycle_source &source, const replay_settings &settings);
 
 } // namespace qv6d

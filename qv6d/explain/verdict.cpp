@@ -1,6 +1,7 @@
 #include "explain/verdict.h"
 
 #include "common/text.h"
+#include "trust/words.h"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -30,8 +31,7 @@ std::string why_not_ready(const cycle_counts &counts)
     if (narrow > 0 && narrow >= unbalanced && counts.widest())
         return fmt::format(
             "{}, and {} did not span {:.1f} µT on every axis (the best one spanned {:.1f} µT on its worst): "
-            "turn the device faster and about all axes, fill the buffer more slowly (a lower rate or a "
-            "larger hcal.rbufsize), or lower hcal.motion.sendiffmin.",
+            "turn the device faster and about all axes.",
             moved, narrow, counts.widest()->min, std::ranges::min(counts.widest()->span));
     if (unbalanced > 0)
         return fmt::format(
@@ -44,8 +44,7 @@ std::string why_not_ready(const cycle_counts &counts)
 std::string why_not_accepted(const cycle_counts &counts)
 {
     if (counts.count(buffer_outcome::unstable) > 0)
-        return fmt::format("{} fit(s) were refused because the estimate had not settled: keep turning, or raise "
-                           "hcal.rlsm.stdev if the magnetometer is noisier than that.",
+        return fmt::format("{} fit(s) were refused because the estimate had not settled: keep turning.",
                            counts.count(buffer_outcome::unstable));
     if (counts.count(buffer_outcome::too_large) > 0)
         return fmt::format("{} fit(s) gave a radius above 70 µT: the field is disturbed.",
@@ -57,15 +56,6 @@ std::string why_not_accepted(const cycle_counts &counts)
                        counted(counts.ready(), "buffer"), counts.count(buffer_outcome::discarded));
 }
 
-std::string slower_magnetometer(const findings &found)
-{
-    const auto best = std::ranges::max_element(found.thinned, {}, &thinned_replay::ready);
-    if (best->ready <= found.counts.ready())
-        return "A slower magnetometer would not have helped: no thinning of this recording gives more READY buffers.";
-    return fmt::format("With --every {}, {} would have been READY instead of {}.", best->every,
-                       counted(best->ready, "buffer"), found.counts.ready());
-}
-
 std::vector<std::string> why_not_calibrated(const findings &found)
 {
     const cycle_counts &counts = found.counts;
@@ -75,8 +65,6 @@ std::vector<std::string> why_not_calibrated(const findings &found)
                                "the radius by more than hcal.clearradius.");
     sentences.push_back(fmt::format("Not calibrated; the last grade is {}.", counts.last().grade));
     sentences.push_back(counts.ready() == 0 ? why_not_ready(counts) : why_not_accepted(counts));
-    if (!found.thinned.empty())
-        sentences.push_back(slower_magnetometer(found));
     return sentences;
 }
 
@@ -152,6 +140,14 @@ std::vector<std::string> verdict(const findings &found)
     const std::uint64_t resets = found.counts.resets();
     if (resets > 0 && found.end != calibration_end::switched_off)
         sentences.push_back(fmt::format("It started over {}.", resets == 1 ? "once" : fmt::format("{} times", resets)));
+    sentences.push_back(words(found.source.grade_trust));
+    if (found.advice.best)
+        sentences.push_back(words(*found.advice.best));
+    else if (found.advice.tried > 0)
+        sentences.push_back(
+            fmt::format("None of {} other rates and settings that were tried on this recording is better: "
+                        "turn the device more, about all axes.",
+                        found.advice.tried));
     return sentences;
 }
 

@@ -20,9 +20,9 @@ constexpr std::size_t WINDOW = 100;     // samples: some seconds of turning
 constexpr double PRIOR = 0.025;         // of each of the five, standard deviation: phones have some percent
 constexpr double DEPENDENT = 3.0;       // kept samples that share one error of place
 constexpr double TYPICAL_RADIUS = 45.0; // microtesla
-constexpr double PULL = 1e-3; // microtesla²
+constexpr double PULL = 1e-3;           // microtesla²
 constexpr double RADIUS_MIN = 15.0, RADIUS_MAX = 100.0;
-constexpr double NOISE_MIN = 0.2; // microtesla
+constexpr double NOISE_MIN = 0.2;    // microtesla
 constexpr double STRETCH_MIN = 0.25; // of the squares: a shape that has one is none of soft iron
 
 double median_of(std::vector<double> values)

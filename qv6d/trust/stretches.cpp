@@ -18,10 +18,10 @@ constexpr double BLOCK = 1.0;         // s: a stretch begins and ends with one
 constexpr double BLOCKS_MAX = 1500.0; // the search takes the square of it
 constexpr double NOISE_MIN = 1.0;     // microtesla: smaller misfits are no reason for another sphere
 constexpr double NOISE_SCALE = 1.5;
-constexpr double PRICE = 60.0;        // of a sphere, in squares of the noise
-constexpr double PULL = 1.0;          // microtesla²
-constexpr double OUTLIER = 25.0;      // squares of the noise: a sample counts no more where a stretch ends
-constexpr double EQUAL = 12.0;        // squares of the noise: ends that are as good as the best
+constexpr double PRICE = 60.0;   // of a sphere, in squares of the noise
+constexpr double PULL = 1.0;     // microtesla²
+constexpr double OUTLIER = 25.0; // squares of the noise: a sample counts no more where a stretch ends
+constexpr double EQUAL = 12.0;   // squares of the noise: ends that are as good as the best
 
 double noise_of(const sphere_space &space)
 {

@@ -13,11 +13,11 @@ using Eigen::Vector3d;
 namespace
 {
 
-constexpr double SPACING = 4.0;         // microtesla, about 5 degrees of turning
-constexpr double REST = 1.0;            // s between two samples of a device at rest
-constexpr std::size_t KEPT_MAX = 60000; // an hour of turning by hand
+constexpr double SPACING = 4.0;                   // microtesla, about 5 degrees of turning
+constexpr double REST = 1.0;                      // s between two samples of a device at rest
+constexpr std::size_t KEPT_MAX = 60000;           // an hour of turning by hand
 constexpr std::int64_t GYR_GAP_MAX = 100'000'000; // ns
-constexpr double FIELD_MAX = 1e5;       // microtesla, beyond every sensor
+constexpr double FIELD_MAX = 1e5;                 // microtesla, beyond every sensor
 
 double median(double a, double b, double c)
 {

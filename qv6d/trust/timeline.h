@@ -34,7 +34,7 @@ struct kept_sample
 {
     double t;
     Eigen::Vector3d field;
-    std::size_t published; // index of the publication
+    std::size_t published;   // index of the publication
     Eigen::Quaterniond turn; // of the device since the sample kept before
     bool turn_known;         // a gyroscope saw all of it
 };

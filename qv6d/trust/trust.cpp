@@ -176,8 +176,8 @@ std::vector<seen_offset> offsets_of(const hindsight &all)
     std::vector<seen_offset> offsets;
     for (const stretch &s : all.found.all)
         if (is_known(all, s))
-            offsets.push_back({from_of(all, s), to_of(all, s), {s.centre.x(), s.centre.y(), s.centre.z()}, s.radius,
-                               s.error});
+            offsets.push_back(
+                {from_of(all, s), to_of(all, s), {s.centre.x(), s.centre.y(), s.centre.z()}, s.radius, s.error});
     return offsets;
 }
 
@@ -197,11 +197,11 @@ bool is_disturbed(const hindsight &all)
 
 } // namespace
 
-trust trust_judge::finish() const
+trust trust_judge::finish(bool timed) const
 {
     trust t;
-    t.reason = timed_ ? unjudged_reason::never_graded : unjudged_reason::untimed;
-    if (!timed_ || timeline_.samples().empty())
+    t.reason = timed ? unjudged_reason::never_graded : unjudged_reason::untimed;
+    if (!timed || timeline_.samples().empty())
         return t;
     stretches found = find_stretches(timeline_.samples());
     const hindsight all = {timeline_, found, found.shape.to_sphere()};

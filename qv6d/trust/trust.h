@@ -9,8 +9,8 @@
 namespace qv6d
 {
 
-// An offset at the best grade is wrong when it is off by more. It turns the heading by 12 degrees where it lies across a
-// horizontal field of 24 microtesla.
+// An offset at the best grade is wrong when it is off by more. It turns the heading by 12 degrees where it lies across
+// a horizontal field of 24 microtesla.
 inline constexpr double OFFSET_WRONG = 5.0; // microtesla
 
 enum class trust_verdict
@@ -64,11 +64,6 @@ struct trust
 class trust_judge
 {
 public:
-    // `timed` is false when the samples' times are only their numbers.
-    explicit trust_judge(bool timed = true) : timed_(timed)
-    {
-    }
-
     void add(const event &e)
     {
         timeline_.add(e);
@@ -79,10 +74,10 @@ public:
         timeline_.add(s);
     }
 
-    trust finish() const;
+    // `timed` is false when the samples' times are only their numbers.
+    trust finish(bool timed = true) const;
 
 private:
-    const bool timed_;
     timeline timeline_;
 };
 

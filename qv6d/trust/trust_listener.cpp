@@ -15,8 +15,11 @@ void trust_listener::on_event(const event &e)
 void trust_listener::on_result(const event &e, const sample_result &result)
 {
     const double t = (static_cast<double>(e.t_ns) - static_cast<double>(*first_t_ns_)) / 1e9;
-    judge_.add({t, without_soft_iron({e.x * scale_, e.y * scale_, e.z * scale_}),
-                {result.offset[0], result.offset[1], result.offset[2]}, result.radius, result.grade});
+    judge_.add({t,
+                without_soft_iron({e.x * scale_, e.y * scale_, e.z * scale_}),
+                {result.offset[0], result.offset[1], result.offset[2]},
+                result.radius,
+                result.grade});
 }
 
 } // namespace qv6d

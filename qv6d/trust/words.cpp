@@ -29,8 +29,9 @@ naming of(unjudged_reason reason)
         {"", ""},
         {"never_graded", "There is no grade to trust: grade 3 was never shown."},
         {"untimed", "Grade 3 cannot be judged: the samples have no times. Give --log-rate."},
-        {"too_little", "Grade 3 cannot be judged: while it was shown, the device was not turned enough to see the offset "
-                       "again."},
+        {"too_little",
+         "Grade 3 cannot be judged: while it was shown, the device was not turned enough to see the offset "
+         "again."},
         {"disturbed", "Grade 3 cannot be judged: the field itself changes, as it does near iron."},
     };
     return ALL[static_cast<std::size_t>(reason)];
@@ -44,9 +45,10 @@ const char *name(contradiction_kind kind)
 std::string held(const trust &t)
 {
     const std::string judged = t.judged < t.graded ? fmt::format(" {:.1f} s of them could be judged.", t.judged) : "";
-    return fmt::format("Grade 3 held: in the {:.1f} s that it was shown, the field shows no offset that is more than {:.0f} "
-                       "µT away from the published one.{}",
-                       t.graded, OFFSET_WRONG, judged);
+    return fmt::format(
+        "Grade 3 held: in the {:.1f} s that it was shown, the published offset was within {:.0f} µT of the one "
+        "that the field shows.{}",
+        t.graded, OFFSET_WRONG, judged);
 }
 
 std::string contradicted(const trust &t)
@@ -66,7 +68,8 @@ nlohmann::ordered_json json_of(const contradiction &c)
 
 nlohmann::ordered_json json_of(const seen_offset &o)
 {
-    return {{"from_s", o.from}, {"to_s", o.to}, {"offset_ut", o.centre}, {"radius_ut", o.radius}, {"error_ut", o.error}};
+    return {
+        {"from_s", o.from}, {"to_s", o.to}, {"offset_ut", o.centre}, {"radius_ut", o.radius}, {"error_ut", o.error}};
 }
 
 template <typename Item>
@@ -82,8 +85,9 @@ nlohmann::ordered_json list_of(const std::vector<Item> &items)
 
 std::string words(const contradiction &c)
 {
-    const char *what = c.kind == contradiction_kind::offset ? "the field lay around another centre, {:.1f} µT from the published offset"
-                                                            : "the calibrated field was {:.1f} µT off the learnt radius";
+    const char *what = c.kind == contradiction_kind::offset
+                           ? "the field lay around another centre, {:.1f} µT from the published offset"
+                           : "the calibrated field was {:.1f} µT off the learnt radius";
     return fmt::format("from {:.1f} s to {:.1f} s ", c.from, c.to) + fmt::format(fmt::runtime(what), c.by);
 }
 

@@ -138,9 +138,13 @@ TEST(Verdict, TellsWhatWasFoundAndReplaysNothing)
     found.source.recording = true;
     found.end = qv6d::calibration_end::not_calibrated;
     const std::size_t without = verdict(found).size();
-    found.thinned = {{2, 0}, {5, 3}, {10, 3}};
-    EXPECT_EQ("With --every 5, 3 buffers would have been READY instead of 0.", verdict(found).back());
-    found.thinned = {{2, 0}};
-    EXPECT_EQ(0u, verdict(found).back().find("A slower magnetometer would not have helped"));
+    found.advice.tried = 3;
+    EXPECT_EQ(0u, verdict(found).back().find("None of 3 other rates"));
+    found.advice.best = {
+        {"fewer_samples", 3, {{"hcal.rbufsize", 40.0}}}, {true, 7.0, 9.24, qv6d::trust_verdict::held, 5, 0}, 6};
+    EXPECT_EQ("With --every 6, hcal.rbufsize = 40 this recording calibrates: grade 3 after 9.2 s, and it held.",
+              verdict(found).back());
+    found.advice.best->tried = {true, 7.0, 9.24, qv6d::trust_verdict::contradicted, 5, 1.5};
+    EXPECT_NE(std::string::npos, verdict(found).back().find("wrong for 1.5 of 5.0 s"));
     EXPECT_EQ(without + 1, verdict(found).size());
 }

@@ -23,9 +23,7 @@ struct use
 {
     std::function<Vector3d(double)> offset = [](double) { return OFFSET; }; // the true one
     std::function<Vector3d(double)> direction = [](double t)
-    {
-        return Vector3d(std::sin(1.1 * t) * std::cos(0.7 * t), std::sin(0.9 * t), std::cos(1.1 * t)).normalized();
-    };
+    { return Vector3d(std::sin(1.1 * t) * std::cos(0.7 * t), std::sin(0.9 * t), std::cos(1.1 * t)).normalized(); };
     Vector3d published = OFFSET;
     Vector3d stretch = Vector3d::Ones(); // of the sensor's axes
     int grade = 3;
@@ -34,14 +32,19 @@ struct use
 
 trust judged(const use &how)
 {
-    trust_judge judge(how.timed);
+    trust_judge judge;
     for (int i = 0; i < static_cast<int>(LENGTH * RATE); ++i)
     {
         const double t = i / RATE, noise = 0.3 * std::sin(1e4 * t);
-        const Vector3d field = how.stretch.cwiseProduct(RADIUS * how.direction(t)) + how.offset(t) + Vector3d::Constant(noise);
-        judge.add({t, {field.x(), field.y(), field.z()}, {how.published.x(), how.published.y(), how.published.z()}, RADIUS, how.grade});
+        const Vector3d field =
+            how.stretch.cwiseProduct(RADIUS * how.direction(t)) + how.offset(t) + Vector3d::Constant(noise);
+        judge.add({t,
+                   {field.x(), field.y(), field.z()},
+                   {how.published.x(), how.published.y(), how.published.z()},
+                   RADIUS,
+                   how.grade});
     }
-    return judge.finish();
+    return judge.finish(how.timed);
 }
 
 std::function<Vector3d(double)> changed(double from, double to, const Vector3d &by)
@@ -74,16 +77,58 @@ TEST(Trust, GivesAVerdict)
     } cases[] = {
         {"right", {}, trust_verdict::held, unjudged_reason::none, 0, 0, 0},
         {"off by 4", {.published = OFFSET + Vector3d(0, 4, 0)}, trust_verdict::held, unjudged_reason::none, 0, 0, 0},
-        {"off by 6", {.published = OFFSET + Vector3d(0, 6, 0)}, trust_verdict::contradicted, unjudged_reason::none, 0, LENGTH, 6},
-        {"NaN", {.published = Vector3d::Constant(nan)}, trust_verdict::contradicted, unjudged_reason::none, 0, LENGTH, nan},
-        {"step", {.offset = changed(30, LENGTH, STEP)}, trust_verdict::contradicted, unjudged_reason::none, 30, LENGTH, 20},
-        {"magnet comes and goes", {.offset = changed(20, 40, STEP)}, trust_verdict::contradicted, unjudged_reason::none, 20, 40, 20},
+        {"off by 6",
+         {.published = OFFSET + Vector3d(0, 6, 0)},
+         trust_verdict::contradicted,
+         unjudged_reason::none,
+         0,
+         LENGTH,
+         6},
+        {"NaN",
+         {.published = Vector3d::Constant(nan)},
+         trust_verdict::contradicted,
+         unjudged_reason::none,
+         0,
+         LENGTH,
+         nan},
+        {"step",
+         {.offset = changed(30, LENGTH, STEP)},
+         trust_verdict::contradicted,
+         unjudged_reason::none,
+         30,
+         LENGTH,
+         20},
+        {"magnet comes and goes",
+         {.offset = changed(20, 40, STEP)},
+         trust_verdict::contradicted,
+         unjudged_reason::none,
+         20,
+         40,
+         20},
         {"passes", {.offset = changed(30, 34, STEP)}, trust_verdict::held, unjudged_reason::none, 0, 0, 0},
         {"soft iron of 10 %", {.stretch = {1.1, 1.0, 0.9}}, trust_verdict::held, unjudged_reason::none, 0, 0, 0},
-        {"step at rest", {.offset = changed(30, LENGTH, STEP), .direction = resting_after_20_s}, trust_verdict::contradicted, unjudged_reason::none, 30, LENGTH, 9.8},
-        {"passes at rest", {.offset = changed(30, 34, STEP), .direction = resting_after_20_s}, trust_verdict::held, unjudged_reason::none, 0, 0, 0},
+        {"step at rest",
+         {.offset = changed(30, LENGTH, STEP), .direction = resting_after_20_s},
+         trust_verdict::contradicted,
+         unjudged_reason::none,
+         30,
+         LENGTH,
+         9.8},
+        {"passes at rest",
+         {.offset = changed(30, 34, STEP), .direction = resting_after_20_s},
+         trust_verdict::held,
+         unjudged_reason::none,
+         0,
+         0,
+         0},
         {"always at rest", {.direction = at_rest}, trust_verdict::unjudged, unjudged_reason::too_little, 0, 0, 0},
-        {"never graded", {.published = Vector3d::Zero(), .grade = 2}, trust_verdict::unjudged, unjudged_reason::never_graded, 0, 0, 0},
+        {"never graded",
+         {.published = Vector3d::Zero(), .grade = 2},
+         trust_verdict::unjudged,
+         unjudged_reason::never_graded,
+         0,
+         0,
+         0},
         {"without times", {.timed = false}, trust_verdict::unjudged, unjudged_reason::untimed, 0, 0, 0},
     };
     for (const auto &c : cases)
@@ -122,13 +167,19 @@ TEST(Trust, SeesOffsetAndSoftIron)
 // Numbers of a foreign file can be anything.
 TEST(Trust, SurvivesAnyNumbers)
 {
-    const double inf = HUGE_VAL, nan = std::numeric_limits<double>::quiet_NaN(), values[] = {0.0, nan, inf, -inf, 1e300, 1e5, -4.9e-324, 50.0};
+    const double inf = HUGE_VAL, nan = std::numeric_limits<double>::quiet_NaN(),
+                 values[] = {0.0, nan, inf, -inf, 1e300, 1e5, -4.9e-324, 50.0};
     trust_judge judge;
     for (std::size_t i = 0; i < 4096; ++i)
     {
         const auto value = [&](std::size_t k) { return values[(i / 3 + k * (i % 5)) % std::size(values)]; };
-        judge.add({static_cast<double>(i) / 10.0, {value(1), value(2), value(3)}, {value(4), value(5), value(6)}, value(7), static_cast<int>(i % 4)});
-        judge.add(event{static_cast<std::int64_t>(i * 50'000'000), sensor::gyr, static_cast<float>(value(2)), 1.0f, static_cast<float>(value(3))});
+        judge.add({static_cast<double>(i) / 10.0,
+                   {value(1), value(2), value(3)},
+                   {value(4), value(5), value(6)},
+                   value(7),
+                   static_cast<int>(i % 4)});
+        judge.add(event{static_cast<std::int64_t>(i * 50'000'000), sensor::gyr, static_cast<float>(value(2)), 1.0f,
+                        static_cast<float>(value(3))});
     }
     EXPECT_NO_THROW(json_of(judge.finish()).dump());
 }
