@@ -72,7 +72,8 @@ def write_recording(path, samples, acceleration=None):
 
 
 def summary(path, *options):
-    return json.loads(tool("replay", path, "--json", *options))
+    replayed = json.loads(tool("replay", path, "--json", *options))
+    return {**replayed, **replayed["calibration"]}
 
 
 def rows(path, *options):
@@ -84,7 +85,9 @@ def rows(path, *options):
 
 
 def happenings(path):
-    return [json.loads(line) for line in tool("explain", path, "--json").splitlines()]
+    """Entries of what happened, and the counts last."""
+    explained = json.loads(tool("explain", path, "--json"))
+    return [*explained["happened"], explained["counts"]]
 
 
 def offset_error(row, truth):
@@ -159,7 +162,7 @@ def first_offset(folder, seed, offset, motion):
     told = happenings(simulated(folder, seed, truth, duration=30, motion=motion, rate=rate))[:-1]
     thrown = [h for h in told if h["reset"] == "clear_radius"]
     error = math.dist(thrown[0]["estimate"]["offset_ut"], truth) if thrown else None
-    return bool(thrown), error, min((h["t"] for h in told if h["grade"] == 3), default=None)
+    return bool(thrown), error, min((h["t_s"] for h in told if h["grade"] == 3), default=None)
 
 
 def clear_radius():
@@ -344,7 +347,7 @@ def tilts():
 
 def inclination_lost(folder, path):
     tool("replay", path, "--json", "--state", folder / "state")
-    fields = json.loads(tool("inspect", folder / "state" / "qvalgo-cust.datbak", "--json"))["fields"]
+    fields = json.loads(tool("inspect", folder / "state" / "qvalgo-cust.datbak", "--json"))["records"][0]["fields"]
     return [f["value"] for f in fields if f["name"] == "fusion.bak.inclination"] == ["nan"]
 
 

@@ -53,8 +53,7 @@ class Tool:
         return columns
 
     def explain(self, recording, keys, *options):
-        lines = self.run("explain", recording, "--config", self.config(keys), "--json", *options).splitlines()
-        return [json.loads(line) for line in lines]
+        return json.loads(self.run("explain", recording, "--config", self.config(keys), "--json", *options))
 
     def tune(self, recordings, *options):
         """A dictionary per combination."""
@@ -183,7 +182,7 @@ def spans(tool):
     figure, (buffers, time, error) = plt.subplots(1, 3, figsize=(11, 3.4), gridspec_kw={"width_ratios": [1.5, 1, 1]})
     kinds = {"an axis spans too little": [], "no two spans are alike": [], "READY": []}
     for recording in turned(tool, 3, rate=50):
-        for line in tool.explain(recording, {}):
+        for line in tool.explain(recording, {})["happened"]:
             if "span_ut" not in line:
                 continue
             x, y, z = line["span_ut"]
@@ -285,7 +284,7 @@ def gyroscope(tool):
     limits, share, times = [0, 0.05, 0.2, 0.5, 1.0, 2.0, 3.0], {}, {}
     for limit in limits:
         for name, recording in recordings.items():
-            counts = tool.explain(recording, {"env.gyrthr": limit}, "--notify-gyro")[-1]
+            counts = tool.explain(recording, {"env.gyrthr": limit}, "--notify-gyro")["counts"]
             share[limit, name] = 100 * (1 - counts["outcomes"]["not_moved"] / counts["full_buffers"])
             r = tool.replay(recording, {"env.gyrthr": limit}, "--notify-gyro")
             times[limit, name] = next((t for t, grade in zip(r["t"], r["grade"]) if grade == 3), None)

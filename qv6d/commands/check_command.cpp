@@ -3,7 +3,9 @@
 #include "commands/commands.h"
 #include "commands/options.h"
 #include "common/error.h"
+#include "common/json_document.h"
 #include "common/output.h"
+#include "common/terminal.h"
 #include "common/text.h"
 #include "files/customer_file.h"
 #include "library/configuration.h"
@@ -54,9 +56,11 @@ void print_line(output *out, const std::string &file, const customer_line &line)
         out->print("{}:{}: {} = {} ({})\n", file, line.number, line.field->name, now, was);
     }
     else if (line.result != outcome::skipped)
-        out->print("{}:{}:{}: not taken: {}\n", file, line.number, line.column, line.reason);
+        out->print("{}:{}:{}: {}: {}\n", file, line.number, line.column, painted(colour::red, "not taken", stdout),
+                   line.reason);
     for (const customer_warning &warning : line.warnings)
-        out->print("{}:{}:{}: warning: {}\n", file, line.number, warning.column, warning.text);
+        out->print("{}:{}:{}: {}: {}\n", file, line.number, warning.column, painted(colour::yellow, "warning", stdout),
+                   warning.text);
 }
 
 void print_report(output *out, const std::string &file, const customer_report &report)
@@ -87,9 +91,16 @@ json line_json(const customer_line &line)
         entry["new"] = value_json(*line.field, line.after);
     }
     else if (line.result != outcome::skipped)
-        entry["reason"] = line.reason;
+        entry["text"] = line.reason;
     entry["warnings"] = warnings;
     return entry;
+}
+
+const char *verdict(const customer_report &report)
+{
+    if (!report.all_taken())
+        return "not_all_taken";
+    return report.warning_count() > 0 ? "taken_with_warnings" : "taken";
 }
 
 void print_json(output *out, const std::string &file, const customer_report &report)
@@ -97,15 +108,16 @@ void print_json(output *out, const std::string &file, const customer_report &rep
     json lines = json::array();
     for (const customer_line &line : report.lines)
         lines.push_back(line_json(line));
-    const json all = {{"file", file},
-                      {"all_taken", report.all_taken()},
-                      {"taken", report.count(outcome::taken)},
-                      {"not_taken", report.count(outcome::not_taken) + report.count(outcome::ended)},
-                      {"not_read", lines_not_read(report)},
-                      {"warnings", report.warning_count()},
-                      {"changed_fields", changed_fields(report)},
-                      {"lines", lines}};
-    out->print("{}\n", json_text(all, 2));
+    json document = json_document("check");
+    document["input"] = json_of(json_input{file, "customer"});
+    document.update({{"verdict", verdict(report)},
+                     {"taken", report.count(outcome::taken)},
+                     {"not_taken", report.count(outcome::not_taken) + report.count(outcome::ended)},
+                     {"not_read", lines_not_read(report)},
+                     {"warnings", report.warning_count()},
+                     {"changed_fields", changed_fields(report)},
+                     {"lines", lines}});
+    out->print("{}\n", json_text(document, 2));
 }
 
 // What stands above a key; its lines must be as short as any.

@@ -2,7 +2,10 @@
 
 #include "commands/commands.h"
 #include "commands/options.h"
+#include "common/json_document.h"
 #include "common/output.h"
+#include "common/terminal.h"
+#include "common/text.h"
 #include "explain/cycle_source.h"
 #include "explain/happenings.h"
 #include "explain/verdict.h"
@@ -27,36 +30,79 @@ struct explain_arguments
     std::string report;
 };
 
-nlohmann::ordered_json json_line(const cycle &c)
+nlohmann::ordered_json happened(const cycle &c)
 {
-    nlohmann::ordered_json line = {
-        {"cycle", c.number}, {"t", c.time}, {"outcome", name(c.outcome)}, {"reset", name(c.reset)}, {"grade", c.grade}};
+    nlohmann::ordered_json entry = {{"cycle", c.number},
+                                    {"t_s", c.time},
+                                    {"outcome", name(c.outcome)},
+                                    {"reset", c.reset == reset_cause::none ? nlohmann::ordered_json() : name(c.reset)},
+                                    {"grade", c.grade}};
     const std::string why = c.reset != reset_cause::none ? figures_of_reset(c) : figures(c);
-    if (!why.empty())
-        line["figures"] = why;
     if (c.spans)
-        line["span_ut"] = c.spans->span;
+        entry["span_ut"] = c.spans->span;
     if (c.fit.offset)
-        line["estimate"] = {{"offset_ut", *c.fit.offset}, {"radius_ut", *c.fit.radius}};
-    return line;
+        entry["estimate"] = {{"offset_ut", *c.fit.offset}, {"radius_ut", *c.fit.radius}};
+    entry["text"] = null_if_empty(why);
+    return entry;
 }
 
-// A line for each thing that happened in a cycle.
-void print_cycle(output *out, const explain_arguments &given, const cycle &c, int previous_grade)
+// A line or an entry for each thing that happened in a cycle.
+class happenings_told
 {
-    const auto said = happenings(c, previous_grade);
-    if (given.json && !said.empty())
-        out->print("{}\n", json_line(c).dump());
-    if (!given.json)
-        for (const std::string &line : said)
-            out->print("{:>10} {}\n", fmt::format("{:.3f}", c.time), line);
+public:
+    happenings_told(output *out, bool as_json) : out_(out), as_json_(as_json)
+    {
+    }
+
+    void add(const cycle &c)
+    {
+        const auto said = happenings(c, grade_);
+        grade_ = c.grade;
+        if (as_json_ && !said.empty())
+            entries_.push_back(happened(c));
+        if (!as_json_)
+            for (const std::string &line : said)
+                out_->print("{:>10} {}\n", fmt::format("{:.3f}", c.time), line);
+    }
+
+    // What has no times has the cycles' numbers only.
+    nlohmann::ordered_json entries(bool timed) const
+    {
+        nlohmann::ordered_json all = entries_;
+        if (!timed)
+            for (nlohmann::ordered_json &entry : all)
+                entry["t_s"] = nullptr;
+        return all;
+    }
+
+private:
+    output *const out_;
+    const bool as_json_;
+    int grade_ = QV6D_GRADE_UNRELIABLE;
+    nlohmann::ordered_json entries_ = nlohmann::ordered_json::array();
+};
+
+void print_json(output *out, const explain_arguments &given, const cycle_counts &counts, const cycle_source &source,
+                const nlohmann::ordered_json &entries)
+{
+    nlohmann::ordered_json document = json_document("explain");
+    json_input input = input_of(given.settings, source.recording ? "qv6d" : "log");
+    input.options["log_rate"] = given.log_rate > 0.0 ? nlohmann::ordered_json(given.log_rate) : nullptr;
+    document["input"] = json_of(input);
+    document["calibration"] = source.calibration.json();
+    document["timed"] = source.timed;
+    document["counts"] = counts_json(counts, source);
+    if (!given.counts_only)
+        document["happened"] = entries;
+    out->print("{}\n", json_text(document, 2));
 }
 
 void print_findings(output *out, const explain_arguments &given, const findings &found)
 {
     out->print("{}{}", given.counts_only ? "" : "\n", counts_text(found.counts, found.source));
+    const colour as = found.end == calibration_end::calibrated ? colour::green : colour::yellow;
     for (const std::string &sentence : verdict(found))
-        out->print("{}\n", sentence);
+        out->print("{}\n", sentence.starts_with(headline(found)) ? painted(as, sentence, stdout) : sentence);
 }
 
 void run_explain(const explain_arguments &given)
@@ -65,18 +111,17 @@ void run_explain(const explain_arguments &given)
     output out("-");
     cycle_counts counts;
     page_file page(given.report);
-    int grade = QV6D_GRADE_UNRELIABLE;
+    happenings_told told(&out, given.json);
     const auto on_cycle = [&](const cycle &c)
     {
         if (!given.counts_only)
-            print_cycle(&out, given, c, grade);
-        grade = c.grade;
+            told.add(c);
         counts.add(c);
         page.add(c);
     };
     const cycle_source source = read_cycles(given.settings, given.log_rate, on_cycle);
     if (given.json)
-        out.print("{}\n", counts_json(counts, source).dump());
+        print_json(&out, given, counts, source, told.entries(source.timed));
     if (given.json && !page.wanted())
         return out.finish(); // the counts need no further replay
     const findings found = find_by_replaying(counts, source, given.settings);
@@ -109,7 +154,7 @@ void add_explain(CLI::App *app, exit_code *)
         ->check(CLI::PositiveNumber);
     command->add_flag("--counts", given->counts_only, "Print only the counts");
     add_report(command, &given->report);
-    command->add_flag("--json", given->json, "Print a JSON object for each thing that happened, and the counts last");
+    command->add_flag("--json", given->json, "Print JSON");
     command->callback([given] { run_explain(*given); });
 }
 

@@ -3,6 +3,7 @@
 #include "commands/commands.h"
 #include "commands/options.h"
 #include "common/error.h"
+#include "common/json_document.h"
 #include "common/output.h"
 #include "common/text.h"
 #include "files/record_file.h"
@@ -157,12 +158,26 @@ void print_fields(output *out, const record_file &file)
 
 json state_json(const record_file &file)
 {
-    return {{"file", file.path},
+    json notes = json::array();
+    for (const std::string &text : file.notes)
+        notes.push_back({{"text", text}});
+    return {{"path", file.path},
             {"type", file.type == record_type::configuration ? "config" : "data"},
             {"size", file.size},
             {"intact", file.intact},
-            {"damage", file.intact ? json() : json(file.damage)},
-            {"notes", file.notes}};
+            {"damage", file.intact ? json() : json{{"text", file.damage}}},
+            {"notes", notes}};
+}
+
+json document_of(const std::vector<const record_file *> &files, const inspect_arguments &given)
+{
+    json document = json_document("inspect");
+    const json options = {{"type", null_if_empty(given.type)}};
+    for (const record_file *file : files)
+        document["inputs"].push_back(json_of(json_input{file->path, "record", options}));
+    for (const record_file *file : files)
+        document["records"].push_back(state_json(*file));
+    return document;
 }
 
 json field_json(const record_field &field)
@@ -171,7 +186,7 @@ json field_json(const record_field &field)
             {"offset", RECORD_AT + field.offset},
             {"record_offset", field.offset},
             {"unit", field.unit},
-            {"meaning", field.meaning}};
+            {"text", field.meaning}};
 }
 
 json fields_json(const record_file &file)
@@ -184,7 +199,7 @@ json fields_json(const record_file &file)
         const bool there = file.has(field);
         entry["value"] = there ? value_json(field, file.view()) : json();
         if (const std::string words = there ? value_words(field, file.view()) : ""; !words.empty())
-            entry["words"] = words;
+            entry["value_text"] = words;
         if (file.type == record_type::configuration)
         {
             entry["default"] = reference.default_value(field);
@@ -195,14 +210,14 @@ json fields_json(const record_file &file)
     return fields;
 }
 
-exit_code inspect_one(const record_file &file, bool as_json)
+exit_code inspect_one(const record_file &file, const inspect_arguments &given)
 {
     output out("-");
-    if (as_json)
+    if (given.json)
     {
-        json all = state_json(file);
-        all["fields"] = fields_json(file);
-        out.print("{}\n", json_text(all, 2));
+        json document = document_of({&file}, given);
+        document["records"][0]["fields"] = fields_json(file);
+        out.print("{}\n", json_text(document, 2));
     }
     else
     {
@@ -280,7 +295,8 @@ void print_comparison(output *out, const record_file &a, const record_file &b, c
         print_reuse(out, a, b, found);
 }
 
-json comparison_json(const record_file &a, const record_file &b, const std::vector<difference> &found)
+json comparison_json(const record_file &a, const record_file &b, const std::vector<difference> &found,
+                     const inspect_arguments &given)
 {
     json fields = json::array();
     for (const auto &[field, compared] : found)
@@ -291,7 +307,8 @@ json comparison_json(const record_file &a, const record_file &b, const std::vect
             entry["compared"] = compared;
         fields.push_back(entry);
     }
-    json all = {{"files", {state_json(a), state_json(b)}}, {"differences", fields}};
+    json all = document_of({&a, &b}, given);
+    all["differences"] = fields;
     if (a.type == record_type::configuration)
     {
         const std::optional<bool> answer = reused(a, b);
@@ -300,15 +317,15 @@ json comparison_json(const record_file &a, const record_file &b, const std::vect
     return all;
 }
 
-exit_code inspect_two(const record_file &a, const record_file &b, bool as_json)
+exit_code inspect_two(const record_file &a, const record_file &b, const inspect_arguments &given)
 {
     if (a.type != b.type)
         throw error(EXIT_USAGE, fmt::format("{} is a {}, {} a {}: only files of one type can be compared", a.path,
                                             record_name(a.type), b.path, record_name(b.type)));
     const std::vector<difference> found = differences(a, b);
     output out("-");
-    if (as_json)
-        out.print("{}\n", json_text(comparison_json(a, b, found), 2));
+    if (given.json)
+        out.print("{}\n", json_text(comparison_json(a, b, found, given), 2));
     else
         print_comparison(&out, a, b, found);
     out.finish();
@@ -325,8 +342,8 @@ exit_code run_inspect(const inspect_arguments &given)
         type = given.type == "config" ? record_type::configuration : record_type::data;
     const record_file first = read_record_file(given.files[0], type);
     if (given.files.size() == 1)
-        return inspect_one(first, given.json);
-    return inspect_two(first, read_record_file(given.files[1], type), given.json);
+        return inspect_one(first, given);
+    return inspect_two(first, read_record_file(given.files[1], type), given);
 }
 
 constexpr const char *INSPECT_FOOTER =

@@ -41,6 +41,17 @@ void add_replay_settings(CLI::App *command, replay_settings *settings)
     add_notify_gyro(command, &settings->notify_gyro);
 }
 
+json_input input_of(const replay_settings &settings, const std::string &format)
+{
+    return {settings.recording,
+            format,
+            {{"every", settings.every},
+             {"config", null_if_empty(settings.config)},
+             {"state", null_if_empty(settings.state)},
+             {"mag_unit", settings.counts ? "counts" : "ut"},
+             {"notify_gyro", settings.notify_gyro}}};
+}
+
 void add_mag_unit(CLI::App *command, bool *counts)
 {
     command

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "common/error.h"
+#include "common/json_document.h"
 #include "library/replay.h"
 
 #include <CLI/CLI.hpp>
@@ -14,6 +15,9 @@ namespace qv6d
 
 // The recording and the options of every command that replays one.
 void add_replay_settings(CLI::App *command, replay_settings *settings);
+
+// What a replay read and how, for its JSON.
+json_input input_of(const replay_settings &settings, const std::string &format);
 
 // --mag-unit: `counts` is set when the magnetometer events are raw counts.
 void add_mag_unit(CLI::App *command, bool *counts);

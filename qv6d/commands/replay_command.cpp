@@ -3,7 +3,10 @@
 #include "commands/commands.h"
 #include "commands/options.h"
 #include "common/error.h"
+#include "common/json_document.h"
 #include "common/output.h"
+#include "common/terminal.h"
+#include "common/text.h"
 #include "library/configuration.h"
 #include "library/library_log.h"
 #include "library/replay.h"
@@ -16,6 +19,7 @@
 #include <cmath>
 #include <functional>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <unistd.h>
 
@@ -34,6 +38,7 @@ struct replay_arguments
     bool json = false;
     bool truth_known = false;
     std::array<double, 3> true_offset = {}; // microtesla
+    grade_requirement required = {0, {}};   // of no grade: nothing
 };
 
 std::array<double, 3> raw_microtesla(const event &e, bool counts)
@@ -105,11 +110,12 @@ public:
         const std::string &name = given_.settings.recording;
         const auto truth = given_.truth_known ? std::optional(given_.true_offset) : std::nullopt;
         const std::string text =
-            given_.json ? summary_.json(name, truth) : summary_.text(name, truth) + words(trust_.finish()) + "\n";
+            given_.json ? json(truth) : summary_.text(name, truth) + words(trust_.finish()) + "\n";
         const bool rows_on_stdout = given_.output == "-" || (given_.output.empty() && rows_);
         if (rows_on_stdout)
         {
-            fmt::print(stderr, "{}", text);
+            if (!is_quiet())
+                fmt::print(stderr, "{}", text);
             return;
         }
         output screen("-");
@@ -117,7 +123,28 @@ public:
         screen.finish();
     }
 
+    // Throws EXIT_UNMET.
+    void require_grade() const
+    {
+        const grade_requirement &required = given_.required;
+        if (required.grade > 0 && !required.met_by(summary_.calibration()))
+            throw error(EXIT_UNMET,
+                        fmt::format("{}: {}", given_.settings.recording, required.unmet(summary_.calibration())));
+    }
+
 private:
+    std::string json(const std::optional<std::array<double, 3>> &truth) const
+    {
+        nlohmann::ordered_json document = json_document("replay");
+        document["input"] = json_of(input_of(given_.settings, "qv6d"));
+        document.update(summary_.json(truth));
+        if (const grade_requirement &required = given_.required; required.grade > 0)
+            document["required"] = {{"grade", required.grade},
+                                    {"within_s", json_of(required.within_s)},
+                                    {"met", required.met_by(summary_.calibration())}};
+        return json_text(document, 2) + "\n";
+    }
+
     // Rows go to the file named, else down the pipe, but not over a person's screen or into the JSON.
     void open_rows()
     {
@@ -154,7 +181,7 @@ private:
     {
         cycles_.on_result();
         trust_.on_result(e, result);
-        summary_.add(result, raw_microtesla(e, given_.settings.counts));
+        summary_.add(result, raw_microtesla(e, given_.settings.counts), watch_.resets());
         if (rows_)
             print_row(&*rows_, result);
     }
@@ -173,13 +200,13 @@ void print_warnings(const replay_settings &settings, const log_watch &watch)
 {
     const std::string name = settings.config.empty() ? "customer file" : settings.config;
     for (const std::string &complaint : watch.complaints())
-        fmt::print(stderr, "qv6d: {}: {}\n", name, complaint);
+        note(fmt::format("{}: {}", name, complaint));
     if (!watch.complaints().empty() && watch.customer_file_left())
-        fmt::print(stderr, "qv6d: {}: the lines after that were not read\n", name);
+        note(fmt::format("{}: the lines after that were not read", name));
     if (!watch.complaints().empty() && !settings.config.empty())
-        fmt::print(stderr, "qv6d: {}: `qv6d check {}` says more\n", name, name);
+        note(fmt::format("{}: `qv6d check {}` says more", name, name));
     if (configuration_in_force().env.gyrthr != 0.0 && !settings.notify_gyro)
-        fmt::print(stderr, "qv6d: env.gyrthr is set, but without --notify-gyro no gyroscope is heard: nothing moves\n");
+        note("env.gyrthr is set, but without --notify-gyro no gyroscope is heard: nothing moves");
 }
 
 double seconds_of(const std::function<void()> &work)
@@ -206,6 +233,7 @@ void run_replay(const replay_arguments &given)
     results.finish_files();
     print_warnings(given.settings, results.log());
     results.print_summary(wall_seconds);
+    results.require_grade();
 }
 
 constexpr const char *REPLAY_FOOTER =
@@ -219,7 +247,24 @@ constexpr const char *REPLAY_FOOTER =
     "  qv6d replay phone.csv --every 5               replay as if the magnetometer were slower\n"
     "  qv6d replay phone.csv --config device.cfg     use a customer file\n"
     "  qv6d replay phone.csv --state kept            keep the calibration; a second run resumes from it\n"
-    "  qv6d replay phone.csv --report report.html    write a report with pictures and reasons\n";
+    "  qv6d replay phone.csv --report report.html    write a report with pictures and reasons\n"
+    "  qv6d replay phone.csv --require-grade 3 --within 20 --quiet >/dev/null\n"
+    "                                                test a device: exits with 6 if grade 3 comes later, or is lost\n";
+
+void add_requirement(CLI::App *command, grade_requirement *required)
+{
+    CLI::Option *grade =
+        command->add_option("--require-grade", required->grade,
+                            "Exit with 6 unless this grade, 1 to 3, is reached and is there at the end");
+    grade->check(CLI::Range(static_cast<int>(QV6D_GRADE_LOW), static_cast<int>(QV6D_GRADE_BEST)))->type_name("N");
+    command
+        ->add_option_function<double>(
+            "--within", [required](double seconds) { required->within_s = seconds; },
+            "With --require-grade: it must be reached in this many seconds from the first event")
+        ->check(within(0.0, 1e9))
+        ->type_name("SECONDS")
+        ->needs(grade);
+}
 
 } // namespace
 
@@ -228,12 +273,13 @@ void add_replay(CLI::App *app, exit_code *)
     const auto given = std::make_shared<replay_arguments>();
     CLI::App *command =
         app->add_subcommand("replay", "Replay a recording through the library, as a sensor service would");
-    command->footer(with_exit_codes(REPLAY_FOOTER));
+    command->footer(with_exit_codes(REPLAY_FOOTER, {{EXIT_UNMET, "the grade of --require-grade was not reached"}}));
     add_replay_settings(command, &given->settings);
     command->add_option("-o,--output", given->output, "Write a row of results per magnetometer event to this file");
     add_numbers(command, "--true-offset", &given->true_offset,
                 "True hard-iron offset X,Y,Z in µT; the summary says how far the calibration is from it");
     add_report(command, &given->report);
+    add_requirement(command, &given->required);
     command->add_option("--log", given->log, "Write the library's log to this file");
     command->add_flag("--json", given->json, "Print the summary as JSON");
     command->callback(

@@ -3,7 +3,9 @@
 #include "commands/commands.h"
 #include "commands/options.h"
 #include "common/error.h"
+#include "common/json_document.h"
 #include "common/output.h"
+#include "common/terminal.h"
 #include "common/text.h"
 #include "tuning/ranking.h"
 #include "tuning/tune.h"
@@ -86,12 +88,7 @@ void print_csv(output *out, const sweep &space, const std::vector<combination_re
     }
 }
 
-ordered_json json_of(const std::optional<double> &value)
-{
-    return value ? ordered_json(*value) : ordered_json(nullptr);
-}
-
-ordered_json json_of(const std::string &recording, const replay_figures &f)
+ordered_json json_of_replay(const std::string &recording, const replay_figures &f)
 {
     ordered_json out = {{"recording", recording},         {"time_s", json_of(f.time)}, {"error_ut", json_of(f.error)},
                         {"spread_ut", json_of(f.spread)}, {"resets", f.resets},        {"last_grade", f.last_grade},
@@ -110,7 +107,8 @@ void print_json(output *out, const tune_arguments &given, const sweep &space,
 {
     for (const combination_result &result : results)
     {
-        ordered_json line = {{"combination", result.what.number}, {"every", result.what.every}};
+        ordered_json line = json_document("tune");
+        line.update({{"combination", result.what.number}, {"every", result.what.every}});
         ordered_json &keys = line["keys"] = ordered_json::object();
         for (std::size_t i = 0; i < space.keys().size(); ++i)
         {
@@ -126,7 +124,7 @@ void print_json(output *out, const tune_arguments &given, const sweep &space,
             line[name] = json_of(worst_case_of(result, by).figure);
         line["resets"] = static_cast<std::uint64_t>(*worst_case_of(result, criterion::resets).figure);
         for (std::size_t i = 0; i < result.replays.size(); ++i)
-            line["recordings"].push_back(json_of(given.settings.recordings[i], result.replays[i]));
+            line["recordings"].push_back(json_of_replay(given.settings.recordings[i], result.replays[i]));
         out->print("{}\n", json_text(line));
     }
 }

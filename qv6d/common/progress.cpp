@@ -1,8 +1,9 @@
 #include "common/progress.h"
 
+#include "common/terminal.h"
+
 #include <algorithm>
 #include <fmt/format.h>
-#include <unistd.h>
 
 namespace qv6d
 {
@@ -17,7 +18,7 @@ constexpr const char *CLEAR_LINE = "\r\033[K"; // back to the first column, eras
 } // namespace
 
 progress::progress(bool quiet, std::uint64_t total)
-    : total_(total), shown_(!quiet && isatty(STDERR_FILENO) != 0), next_(std::chrono::steady_clock::now() + INTERVAL)
+    : total_(total), shown_(!quiet && shows_progress()), next_(std::chrono::steady_clock::now() + INTERVAL)
 {
 }
 

@@ -1,9 +1,11 @@
 #include "explain/cycle_source.h"
 
 #include "common/error.h"
+#include "library/library_log.h"
 #include "recordings/device_log.h"
 #include "trust/trust_listener.h"
 
+#include <cmath>
 #include <fmt/format.h>
 
 namespace qv6d
@@ -31,10 +33,16 @@ void note_start(cycle_source *source, std::string_view line)
 cycle_source replay_cycles(replay_settings settings, const std::function<void(const cycle &)> &on_cycle)
 {
     cycle_listener cycles(on_cycle);
+    calibration_watch calibration;
     trust_listener grades(settings.counts);
+    log_watch watch;
     settings.debug = true;
     replay_listener listener;
-    listener.on_log = [&](std::string_view line) { cycles.on_log(line); };
+    listener.on_log = [&](std::string_view line)
+    {
+        watch.take(line);
+        cycles.on_log(line);
+    };
     listener.on_event = [&](const event &e)
     {
         cycles.on_event(e);
@@ -44,10 +52,35 @@ cycle_source replay_cycles(replay_settings settings, const std::function<void(co
     {
         cycles.on_result();
         grades.on_result(e, result);
+        calibration.add(sample_of(result, cycles.now(), watch.resets()));
     };
     replay(settings, listener);
-    return cycles.finish(settings, grades.finish());
+    cycle_source source = cycles.finish(settings, grades.finish());
+    source.calibration = calibration;
+    return source;
 }
+
+// A log does not say what a start resumed: an offset counts as validated from the first cycle that validates one.
+class calibration_of_cycles
+{
+public:
+    void add(const cycle &c, bool timed)
+    {
+        resets_ += c.reset != reset_cause::none;
+        validated_ = (validated_ || c.outcome == buffer_outcome::validated) && c.reset == reset_cause::none;
+        watch_.add({timed ? c.time : std::nan(""), c.grade, c.offset, c.radius, validated_, resets_});
+    }
+
+    const calibration_watch &watch() const
+    {
+        return watch_;
+    }
+
+private:
+    calibration_watch watch_;
+    std::uint64_t resets_ = 0;
+    bool validated_ = false;
+};
 
 // Seconds from the first time stamp of a log. Without stamps the samples' numbers, or seconds by their rate.
 class log_clock
@@ -86,13 +119,15 @@ cycle_source read_log(const std::string &path, double log_rate, const std::funct
 {
     cycle_source source;
     trust_judge grades;
+    log_clock times(log_rate);
+    calibration_of_cycles calibration;
     cycle_reader reader(
         [&](const cycle &c)
         {
+            calibration.add(c, times.timed());
             grades.add({c.time, c.field, c.offset, c.radius, c.grade});
             on_cycle(c);
         });
-    log_clock times(log_rate);
     line_reader lines(path, line_reader::long_lines::cut);
     for (std::string_view text; lines.next(&text);)
     {
@@ -111,6 +146,7 @@ cycle_source read_log(const std::string &path, double log_rate, const std::funct
     source.grade_trust = grades.finish(source.timed);
     source.starts = reader.starts();
     source.cycles = reader.cycles();
+    source.calibration = calibration.watch();
     if (source.cycles == 0)
         throw error(
             EXIT_MALFORMED,

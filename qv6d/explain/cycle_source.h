@@ -2,6 +2,7 @@
 #pragma once
 
 #include "explain/cycles.h"
+#include "library/calibration.h"
 #include "library/replay.h"
 #include "trust/trust.h"
 
@@ -16,10 +17,11 @@ struct cycle_source
     bool recording = false; // replayed here, not read from a log
     bool timed = false;     // times are seconds from the first; otherwise cycle numbers
     std::uint64_t cycles = 0;
-    std::uint64_t starts = 0;  // of the library
-    std::uint64_t foreign = 0; // lines of a log that are none of the library's
-    std::uint64_t cut = 0;     // lines of a log that are, but are not whole
-    std::uint64_t resumes = 0; // starts from a stored calibration
+    std::uint64_t starts = 0;      // of the library
+    std::uint64_t foreign = 0;     // lines of a log that are none of the library's
+    std::uint64_t cut = 0;         // lines of a log that are, but are not whole
+    std::uint64_t resumes = 0;     // starts from a stored calibration
+    calibration_watch calibration; // whose times are NaN when there are none
     trust grade_trust;
 };
 
@@ -37,6 +39,12 @@ public:
     void on_result()
     {
         ++results_;
+    }
+
+    // Seconds from the first event.
+    double now() const
+    {
+        return now_;
     }
 
     // After the replay. Throws qv6d::error when there was nothing to hear.

@@ -81,6 +81,7 @@ sample_result service::measure(const event &e)
         result.calibrated[axis] = calibration.calibrated[axis];
     result.radius = algo_out_hcal.radius;
     result.grade = calibration.accuracy;
+    result.validated = qvstorage_object.hcal.status.calibrated == 1;
     result.azimuth = orientation.x;
     result.pitch = orientation.y;
     result.roll = orientation.z;

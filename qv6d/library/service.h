@@ -27,7 +27,8 @@ struct sample_result
     float calibrated[3];
     float offset[3];
     double radius;
-    int grade; // QV6D_GRADE_*
+    int grade;      // QV6D_GRADE_*
+    bool validated; // the offset, and the calibration was not started over since
     float azimuth, pitch, roll;
 };
 

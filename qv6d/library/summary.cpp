@@ -1,6 +1,6 @@
 #include "library/summary.h"
 
-#include "common/text.h"
+#include "common/json_document.h"
 
 #include <cmath>
 #include <fmt/format.h>
@@ -54,7 +54,7 @@ double distance(const float offset[3], const std::array<double, 3> &truth)
     return norm({offset[0] - truth[0], offset[1] - truth[1], offset[2] - truth[2]});
 }
 
-nlohmann::json spread_of(const running_stats &stats)
+nlohmann::ordered_json spread_of(const running_stats &stats)
 {
     if (stats.empty())
         return nullptr;
@@ -77,18 +77,16 @@ double summary::seconds(std::int64_t t_ns) const
     return static_cast<double>(past) / 1e9;
 }
 
-void summary::add(const sample_result &result, const std::array<double, 3> &raw_field)
+void summary::add(const sample_result &result, const std::array<double, 3> &raw_field, std::uint64_t resets)
 {
     ++used_;
     last_ = result;
+    calibration_.add(sample_of(result, seconds(result.t_ns), resets));
     const double calibrated = norm({result.calibrated[0], result.calibrated[1], result.calibrated[2]});
     raw_norm_.add(norm(raw_field));
     calibrated_norm_.add(calibrated);
     if (result.grade > QV6D_GRADE_UNRELIABLE)
         graded_norm_.add(calibrated);
-    const auto grade = static_cast<std::size_t>(result.grade);
-    if (grade < first_shown_.size() && !first_shown_[grade])
-        first_shown_[grade] = seconds(result.t_ns);
 }
 
 void summary::finish(const log_watch &log, double wall_seconds)
@@ -101,10 +99,10 @@ void summary::finish(const log_watch &log, double wall_seconds)
 std::string summary::text(const std::string &recording, const std::optional<std::array<double, 3>> &true_offset) const
 {
     const auto total = events_[0] + events_[1] + events_[2];
-    const auto first = [this](std::size_t grade)
+    const auto first = [this](int grade)
     {
-        return first_shown_[grade] ? fmt::format("{} at {:.1f} s", grade, *first_shown_[grade])
-                                   : fmt::format("{} never", grade);
+        const std::optional<double> &shown = calibration_.first(grade);
+        return shown ? fmt::format("{} at {:.1f} s", grade, *shown) : fmt::format("{} never", grade);
     };
     const auto field = [](const running_stats &s) { return fmt::format("{:8.2f} ± {:.2f} µT", s.mean(), s.stdev()); };
 
@@ -122,36 +120,29 @@ std::string summary::text(const std::string &recording, const std::optional<std:
                            (*true_offset)[1], (*true_offset)[2], distance(last_.offset, *true_offset));
     out += fmt::format("  field norm  raw                {}\n", field(raw_norm_));
     out += fmt::format("              calibrated         {}\n", field(calibrated_norm_));
-    if (first_shown_[QV6D_GRADE_LOW] || first_shown_[QV6D_GRADE_MEDIUM] || first_shown_[QV6D_GRADE_BEST])
+    if (!graded_norm_.empty())
         out += fmt::format("              while grade above 0{}\n", field(graded_norm_));
     out += fmt::format("  speed       {:.0f} events/s\n", static_cast<double>(total) / wall_seconds_);
     return out;
 }
 
-std::string summary::json(const std::string &recording, const std::optional<std::array<double, 3>> &true_offset) const
+nlohmann::ordered_json summary::json(const std::optional<std::array<double, 3>> &true_offset) const
 {
-    nlohmann::ordered_json first;
-    for (std::size_t grade = QV6D_GRADE_LOW; grade < first_shown_.size(); ++grade)
-        first[std::to_string(grade)] = first_shown_[grade] ? nlohmann::ordered_json(*first_shown_[grade]) : nullptr;
-
+    const bool published = calibration_.offset() != offset_state::none;
     nlohmann::ordered_json out = {
-        {"recording", recording},
+        {"calibration", calibration_.json()},
+        {"start", word(started_)},
         {"events", {{"acc", events_[0]}, {"gyr", events_[1]}, {"mag", events_[2]}, {"mag_used", used_}}},
         {"duration_s", seconds(last_t_ns_)},
-        {"start", word(started_)},
-        {"last_grade", last_.grade},
-        {"first_grade_s", first},
-        {"resets", resets_},
-        {"offset_ut", {last_.offset[0], last_.offset[1], last_.offset[2]}},
-        {"radius_ut", last_.radius},
         {"raw_norm_ut", spread_of(raw_norm_)},
         {"calibrated_norm_ut", spread_of(calibrated_norm_)},
         {"graded_norm_ut", spread_of(graded_norm_)},
         {"events_per_s", static_cast<double>(events_[0] + events_[1] + events_[2]) / wall_seconds_},
     };
     if (true_offset)
-        out["offset_error_ut"] = distance(last_.offset, *true_offset);
-    return json_text(out, 2) + "\n";
+        out["offset_error_ut"] =
+            json_of(published ? std::optional(distance(last_.offset, *true_offset)) : std::nullopt);
+    return out;
 }
 
 } // namespace qv6d

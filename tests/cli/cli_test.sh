@@ -62,7 +62,7 @@ ends 3 "" qv6d replay bad.csv --state broken --output bad_rows.csv
   printf '%s,mag,15,30,-45\n' 1300000000 1400000000 1500000000 1500000000; } >few.csv
 qv6d replay --true-offset -3,0,4 few.csv --every 2 --output few_rows.csv --json >few.json
 [[ $(tr -d ' \n' <few.json) == *'"events":{"acc":1,"gyr":2,"mag":4,"mag_used":2},"duration_s":0.5,'* ]]
-[ "$(json few.json offset_error_ut),$(json few.json graded_norm_ut)" = 5.0,null ]
+[ "$(json few.json offset_error_ut),$(json few.json graded_norm_ut)" = null,null ]
 awk -v n="$(json few.json raw_norm_ut | cut -d: -f2)" 'BEGIN { exit !((n - 56.1249)^2 < 1e-6) }'
 tail -n 1 few_rows.csv | awk -F, '{ exit !(($10 - 291.263)^2 + ($11 - 25.087)^2 + ($12 - 18.542)^2 < 1e-4) }'
 qv6d replay few.csv --every 2 --true-offset 3,0,4 --output few_rows.csv >few.txt

@@ -27,7 +27,7 @@ bad.cfg:6:1: not taken: no value after "=": reading ends here
 bad.cfg:7: not read
 bad.cfg: 2 lines taken, 2 not taken, 1 not read, 2 warnings; 2 fields changed
 TEXT
-ends 3 '"all_taken": false' qv6d check --json bad.cfg
+ends 3 '"verdict": "not_all_taken"' qv6d check --json bad.cfg
 [ "$(grep -o '"result": "[a-z_]*"' out | cut -d '"' -f 4 | tr '\n' ' ')" = "taken not_taken taken ended " ]
 [ "$(json out new),$(json out not_read)" = 40,1 ]
 
