@@ -1,6 +1,7 @@
 // qv6d check: what the library makes of a customer file, and a file with all keys to begin with.
 
 #include "commands/commands.h"
+#include "commands/completion.h"
 #include "commands/options.h"
 #include "common/error.h"
 #include "common/json_document.h"
@@ -197,15 +198,16 @@ exit_code run_check(const check_arguments &given)
 }
 
 constexpr const char *CHECK_FOOTER =
-    "The library itself reads every line, on top of the values that QVS_initLib sets:\n"
-    "  FILE:LINE: key = value (was OLD)            the line is taken\n"
-    "  FILE:LINE:COLUMN: not taken: reason         the library skips the line, or stops reading there\n"
-    "  FILE:LINE:COLUMN: warning: ...              the line is taken, but hardly as it was meant\n"
-    "Columns count bytes from 1.\n\n"
+    "A customer file sets keys of the library, one key = value in a line. Each line of it is given to the library, as\n"
+    "a device does at its start. What the library made of the line is printed, after the place of the line:\n"
+    "  FILE:LINE: key = value (was OLD)            it is taken\n"
+    "  FILE:LINE:COLUMN: not taken: why            it changes nothing; the reason says what to do\n"
+    "  FILE:LINE:COLUMN: warning: why              it is taken, but probably not as you meant it\n"
+    "Lines and columns count from 1, columns in bytes.\n\n"
     "Examples:\n"
-    "  qv6d check --defaults >device.cfg           write a file with all keys; as it stands it changes nothing\n"
-    "  qv6d check device.cfg                       show what the library makes of it\n"
-    "  qv6d check --strict device.cfg >/dev/null   test it before shipping: fails on warnings too\n"
+    "  qv6d check --defaults >device.cfg           begin a file: all keys with their values, which change nothing yet\n"
+    "  qv6d check device.cfg                       see what the library makes of it\n"
+    "  qv6d check --strict device.cfg >/dev/null   test it before it ships: a warning fails too\n"
     "  qv6d check --json device.cfg                print JSON\n";
 
 } // namespace
@@ -217,7 +219,7 @@ void add_check(CLI::App *app, exit_code *result)
     command->footer(
         with_exit_codes(CHECK_FOOTER, {{EXIT_OK, "every line is taken"},
                                        {EXIT_MALFORMED, "a line is not taken; with --strict also after a warning"}}));
-    command->add_option("file", given->file, "Customer file, - for standard input");
+    command->add_option("file", given->file, "Customer file, - for standard input")->type_name(FILE_VALUE);
     CLI::Option *defaults =
         command->add_flag("--defaults", given->defaults, "Print a customer file with all keys and comments instead");
     command->add_flag("--markdown", given->markdown, "With --defaults: print the keys as a Markdown table")

@@ -1,6 +1,7 @@
 // qv6d inspect: a record file field by field, or what two of them differ in.
 
 #include "commands/commands.h"
+#include "commands/completion.h"
 #include "commands/options.h"
 #include "common/error.h"
 #include "common/json_document.h"
@@ -369,7 +370,8 @@ void add_inspect(CLI::App *app, exit_code *result)
                                                      {EXIT_MALFORMED, "a file is damaged, or is no record file"}}));
     command->add_option("files", given->files, "Configuration or data backup, or two of one type; - for standard input")
         ->required()
-        ->expected(1, 2);
+        ->expected(1, 2)
+        ->type_name(FILE_VALUE);
     command->add_option("-t,--type", given->type, "Type of the files, when they do not show it themselves")
         ->check(CLI::IsMember({"config", "data"}));
     command->add_flag("--json", given->json, "Print JSON");

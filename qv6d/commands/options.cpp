@@ -1,5 +1,7 @@
 #include "commands/options.h"
 
+#include "commands/completion.h"
+
 #include <cmath>
 #include <cstdlib>
 #include <fmt/format.h>
@@ -29,11 +31,16 @@ std::string with_exit_codes(const std::string &footer, std::map<exit_code, std::
 
 void add_replay_settings(CLI::App *command, replay_settings *settings)
 {
-    command->add_option("recording", settings->recording, "Recording to replay, - for standard input")->required();
-    command->add_option("-c,--config", settings->config, "Customer file; it is copied into the state directory");
-    command->add_option("-s,--state", settings->state,
-                        "Directory that keeps customer file and record files; a second run resumes from it. Not the "
-                        "directory of a device [default: a temporary one]");
+    command->add_option("recording", settings->recording, "Recording to replay, - for standard input")
+        ->required()
+        ->type_name(FILE_VALUE);
+    command->add_option("-c,--config", settings->config, "Customer file; it is copied into the state directory")
+        ->type_name(FILE_VALUE);
+    command
+        ->add_option("-s,--state", settings->state,
+                     "Directory that keeps customer file and record files; a second run resumes from it. Not the "
+                     "directory of a device [default: a temporary one]")
+        ->type_name(FOLDER_VALUE);
     command->add_option("-n,--every", settings->every, "Use only every Nth magnetometer event")
         ->check(within(1, 1e9))
         ->capture_default_str();
@@ -70,7 +77,8 @@ void add_notify_gyro(CLI::App *command, bool *notify)
 
 void add_report(CLI::App *command, std::string *name)
 {
-    command->add_option("--report", *name, "Write a report to this file: an HTML page that opens without a network");
+    command->add_option("--report", *name, "Write a report to this file: an HTML page that opens without a network")
+        ->type_name(FILE_VALUE);
 }
 
 std::string parse_numbers(const std::string &text, double *values, std::size_t count)

@@ -1,6 +1,7 @@
 // qv6d replay: rows, summary and log of a replay.
 
 #include "commands/commands.h"
+#include "commands/completion.h"
 #include "commands/options.h"
 #include "common/error.h"
 #include "common/json_document.h"
@@ -8,6 +9,7 @@
 #include "common/terminal.h"
 #include "common/text.h"
 #include "library/configuration.h"
+#include "library/customer_words.h"
 #include "library/library_log.h"
 #include "library/replay.h"
 #include "library/summary.h"
@@ -199,8 +201,8 @@ private:
 void print_warnings(const replay_settings &settings, const log_watch &watch)
 {
     const std::string name = settings.config.empty() ? "customer file" : settings.config;
-    for (const std::string &complaint : watch.complaints())
-        note(fmt::format("{}: {}", name, complaint));
+    for (const std::string &line : plain_words(name, watch.complaints()))
+        note(line);
     if (!watch.complaints().empty() && watch.customer_file_left())
         note(fmt::format("{}: the lines after that were not read", name));
     if (!watch.complaints().empty() && !settings.config.empty())
@@ -275,12 +277,13 @@ void add_replay(CLI::App *app, exit_code *)
         app->add_subcommand("replay", "Replay a recording through the library, as a sensor service would");
     command->footer(with_exit_codes(REPLAY_FOOTER, {{EXIT_UNMET, "the grade of --require-grade was not reached"}}));
     add_replay_settings(command, &given->settings);
-    command->add_option("-o,--output", given->output, "Write a row of results per magnetometer event to this file");
+    command->add_option("-o,--output", given->output, "Write a row of results per magnetometer event to this file")
+        ->type_name(FILE_VALUE);
     add_numbers(command, "--true-offset", &given->true_offset,
                 "True hard-iron offset X,Y,Z in µT; the summary says how far the calibration is from it");
     add_report(command, &given->report);
     add_requirement(command, &given->required);
-    command->add_option("--log", given->log, "Write the library's log to this file");
+    command->add_option("--log", given->log, "Write the library's log to this file")->type_name(FILE_VALUE);
     command->add_flag("--json", given->json, "Print the summary as JSON");
     command->callback(
         [given, command]

@@ -1,6 +1,7 @@
 // qv6d simulate: the options of the simulator.
 
 #include "commands/commands.h"
+#include "commands/completion.h"
 #include "commands/options.h"
 #include "simulation/simulate.h"
 
@@ -55,7 +56,10 @@ const std::map<std::string, motion> MOTIONS = {
     {"still", motion::still},   {"walk", motion::walk},       {"pocket", motion::pocket}};
 
 constexpr const char *SIMULATE_FOOTER =
-    "The same options give the same recording. A raw field is soft iron * field + offset + noise.\n\n"
+    "The recording has three sensors: acc, gyr and mag. A field of the magnetometer is the field of the earth, seen\n"
+    "from the turned device, times the soft-iron matrix, plus the offset, plus noise. The same options always give "
+    "the\n"
+    "same recording; another --seed gives another movement and other noise.\n\n"
     "Motions:\n"
     "  tumble   turned by hand about all axes at random\n"
     "  figure8  waved in a figure of eight\n"
@@ -79,24 +83,24 @@ void add_movement(CLI::App *command, simulate_options *options)
             "How the device moves, see below")
         ->check(CLI::IsMember(MOTIONS))
         ->default_str("tumble");
-    command->add_option("--amplitude", options->amplitude, "Share of the full movement of tumble, figure8 and gesture")
+    command
+        ->add_option("--amplitude", options->amplitude,
+                     "How far the device moves: 1 is the full movement, 0.2 a fifth. For tumble, figure8 and gesture")
         ->check(within(0.0, 10.0))
         ->capture_default_str();
-    command
-        ->add_option("--heading", options->heading,
-                     "Heading at which the movement starts, degrees clockwise from north")
+    command->add_option("--heading", options->heading, "Where the device points at first, degrees clockwise from north")
         ->check(within(-360.0, 360.0))
         ->capture_default_str();
     command
         ->add_option_function<double>(
             "--rest-after", [options](double seconds) { options->rest_after = seconds; },
-            "The device rests from this many seconds on")
+            "The device is put down after this many seconds")
         ->check(within(0.0, 1e6));
 }
 
 void add_sampling(CLI::App *command, simulate_options *options)
 {
-    command->add_option("--seed", options->seed, "Seed of motion and noise")->capture_default_str();
+    command->add_option("--seed", options->seed, "Number that decides movement and noise")->capture_default_str();
     command->add_option("--rate", options->rate, "Events per second of each sensor")
         ->check(within(0.1, 10000.0))
         ->capture_default_str();
@@ -109,7 +113,7 @@ void add_field(CLI::App *command, simulate_options *options)
     command->add_option("--field", options->field, "Field strength, µT")
         ->check(within(0.0, 1e6))
         ->capture_default_str();
-    command->add_option("--dip", options->dip, "Dip of the field below the horizon, degrees")
+    command->add_option("--dip", options->dip, "How far the field points below the horizon, degrees")
         ->check(within(-90.0, 90.0))
         ->capture_default_str();
     add_numbers(command, "--offset", &options->offset, "Hard-iron offset X,Y,Z in µT [0,0,0]");
@@ -123,12 +127,12 @@ void add_changes_of_field(CLI::App *command, simulate_options *options)
 {
     add_repeated(
         command, "--step", "T,X,Y,Z", [options](const std::string &text) { options->steps.push_back(step_of(text)); },
-        "At T seconds the offset grows by X,Y,Z µT; may be repeated");
+        "After T seconds add X,Y,Z µT to the offset, as a magnet that stays does; may be repeated");
     add_repeated(
         command, "--disturb", "T,LENGTH,E,N,U",
         [options](const std::string &text) { options->passing.push_back(passing_of(text)); },
-        "At T seconds something magnetic begins to pass, for LENGTH seconds; its field grows to E,N,U µT (east, north, "
-        "up) and fades again; may be repeated");
+        "After T seconds something magnetic passes for LENGTH seconds. Its field grows to E,N,U µT (east, north, up) "
+        "and fades again; may be repeated");
 }
 
 } // namespace
@@ -139,9 +143,12 @@ void add_simulate(CLI::App *app, exit_code *)
     CLI::App *command = app->add_subcommand("simulate", "Write a recording of a device whose true offset is known");
     command->footer(with_exit_codes(SIMULATE_FOOTER, {{EXIT_MALFORMED, ""}, {EXIT_INPUT, ""}}));
     command->add_option("-o,--output", options->output, "Write the recording to this file, - for standard output")
+        ->type_name(FILE_VALUE)
         ->capture_default_str();
-    command->add_option("--truth", options->truth,
-                        "Write the true attitude to this file: t_ns,qw,qx,qy,qz, device to east, north, up");
+    command
+        ->add_option("--truth", options->truth,
+                     "Write the true attitude to this file: t_ns,qw,qx,qy,qz, device to east, north, up")
+        ->type_name(FILE_VALUE);
     add_movement(command, options.get());
     add_sampling(command, options.get());
     add_field(command, options.get());

@@ -1,6 +1,7 @@
 // qv6d tune: the table, the lines for machines and the best customer file of a sweep.
 
 #include "commands/commands.h"
+#include "commands/completion.h"
 #include "commands/options.h"
 #include "common/error.h"
 #include "common/json_document.h"
@@ -235,9 +236,9 @@ void print_results(output *out, std::optional<output> *best, const tune_argument
             out->print("\n{}", text);
     }
     for (const std::string &line : doubts(given, first))
-        fmt::print(stderr, "qv6d: {}\n", line);
+        note(line);
     if (graded(first) == 0)
-        fmt::print(stderr, "qv6d: no combination ever showed a grade above 0, so none is the best\n");
+        note("no combination ever showed a grade above 0, so none is the best");
 }
 
 std::vector<varied_key> parse_keys(const tune_arguments &given)
@@ -254,7 +255,7 @@ customer_overlay read_base(const std::string &path)
 {
     customer_overlay base(path);
     for (const std::string &complaint : base.complaints())
-        fmt::print(stderr, "qv6d: customer file: {}\n", complaint);
+        note(complaint);
     return base;
 }
 
@@ -299,11 +300,15 @@ constexpr const char *TUNE_FOOTER =
 
 void add_sweep(CLI::App *command, tune_arguments *given)
 {
-    command->add_option("recordings", given->settings.recordings, "Recordings to replay")->required();
-    command->add_option("-k,--key", given->keys, "KEY=VALUES: vary a customer key; repeat for more keys")
+    command->add_option("recordings", given->settings.recordings, "Recordings to replay")
+        ->required()
+        ->type_name(FILE_VALUE);
+    command->add_option("-k,--key", given->keys, "Vary a customer key; repeat for more keys")
+        ->type_name(KEY_VALUE)
         ->allow_extra_args(false);
     command->add_option("-n,--every", given->every, "VALUES: use only every Nth magnetometer event [1]");
-    command->add_option("-b,--base", given->settings.base, "Customer file; the combinations replace its values");
+    command->add_option("-b,--base", given->settings.base, "Customer file; the combinations replace its values")
+        ->type_name(FILE_VALUE);
     command->add_option("--shard", given->shard_text, "K/N: replay only this share of the combinations [1/1]");
     command->add_option("-j,--jobs", given->settings.jobs, "Processes at a time")
         ->check(CLI::Range(1, 1024))
@@ -319,8 +324,10 @@ void add_results(CLI::App *command, tune_arguments *given)
     command->add_flag("--json", given->json, "Print a JSON line per combination")->excludes(csv);
     command
         ->add_option("-o,--output", given->output, "Write the table or the lines to this file, - for standard output")
+        ->type_name(FILE_VALUE)
         ->capture_default_str();
-    command->add_option("--best", given->best, "Write the customer file of the best combination to this file");
+    command->add_option("--best", given->best, "Write the customer file of the best combination to this file")
+        ->type_name(FILE_VALUE);
 }
 
 } // namespace

@@ -5,6 +5,7 @@
 #include "common/scratch_file.h"
 #include "common/text.h"
 #include "library/configuration.h"
+#include "library/customer_words.h"
 #include "library/library_log.h"
 
 #include <algorithm>
@@ -380,7 +381,9 @@ customer_report read_customer_text(const std::string &text)
 
 customer_report read_customer_file(const std::string &path)
 {
-    return read_customer_text(read_whole_file(path, "a customer file"));
+    const std::string text = read_whole_file(path, "a customer file");
+    expect_customer_file(path == "-" ? "standard input" : path, text);
+    return read_customer_text(text);
 }
 
 } // namespace qv6d

@@ -3,6 +3,7 @@
 #include "common/error.h"
 #include "common/file.h"
 #include "files/customer_file.h"
+#include "library/customer_words.h"
 #include "library/library_log.h"
 
 #include <algorithm>
@@ -34,10 +35,9 @@ std::vector<std::string> complaints_about(const std::string &path)
     qvstorage_cfg cfg = {};
     const int32_t result = load_file_cust(&cfg, path.c_str());
     set_log_sink(nullptr);
-    std::vector<std::string> complaints = watch.complaints();
+    std::vector<std::string> complaints = plain_words(path, watch.complaints());
     if (result != 0)
-        throw error(EXIT_MALFORMED, fmt::format("{}: the library stops within this customer file: {}", path,
-                                                complaints.empty() ? "it cannot be read" : complaints.back()));
+        throw error(EXIT_MALFORMED, (complaints.empty() ? path : complaints.back()) + ": it stops reading there");
     return complaints;
 }
 
@@ -64,7 +64,9 @@ customer_overlay::customer_overlay(const std::string &base)
     if (base.empty())
         return;
     expect_regular_file(base, "the library reads it too");
-    lines_ = lines_of(read_whole_file(base, "a customer file"));
+    const std::string text = read_whole_file(base, "a customer file");
+    expect_customer_file(base, text);
+    lines_ = lines_of(text);
     complaints_ = complaints_about(base);
 }
 

@@ -57,12 +57,8 @@ std::string within_words(const std::optional<double> &within_s)
 
 calibration_sample sample_of(const sample_result &result, double t_s, std::uint64_t resets)
 {
-    return {t_s,
-            result.grade,
-            {result.offset[0], result.offset[1], result.offset[2]},
-            result.radius,
-            result.validated,
-            resets};
+    return {t_s,           result.grade,     {result.offset[0], result.offset[1], result.offset[2]},
+            result.radius, result.validated, resets};
 }
 
 void calibration_watch::add(const calibration_sample &sample)
@@ -133,10 +129,9 @@ std::string grade_requirement::unmet(const calibration_watch &calibration) const
 {
     const std::string required = fmt::format("grade {} is required{}", grade, within_words(within_s));
     if (const std::optional<double> reached = calibration.first_from(grade))
-        return within_s && *reached > *within_s
-                   ? fmt::format("{}: it came at {:.1f} s", required, *reached)
-                   : fmt::format("{}: it came at {:.1f} s, but the last grade is {}", required, *reached,
-                                 calibration.last()->grade);
+        return within_s && *reached > *within_s ? fmt::format("{}: it came at {:.1f} s", required, *reached)
+                                                : fmt::format("{}: it came at {:.1f} s, but the last grade is {}",
+                                                              required, *reached, calibration.last()->grade);
     for (int lower = grade - 1; lower > QV6D_GRADE_UNRELIABLE; --lower)
         if (calibration.first(lower))
             return fmt::format("{}: the best grade shown is {}, at {:.1f} s", required, lower,

@@ -20,7 +20,7 @@ struct calibration_sample
     int grade;                    // QV6D_GRADE_*
     std::array<double, 3> offset; // microtesla, published; zeros and radius 0 before the first
     double radius;
-    bool validated; // the offset has been validated, and the calibration was not started over since
+    bool validated;       // the offset has been validated, and the calibration was not started over since
     std::uint64_t resets; // up to here
 };
 

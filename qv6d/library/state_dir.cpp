@@ -3,6 +3,7 @@
 #include "common/error.h"
 #include "common/file.h"
 #include "common/output.h"
+#include "library/customer_words.h"
 #include "qv6dalgo.h"
 
 #include <cerrno>
@@ -50,6 +51,7 @@ void state_dir::install_config(const std::string &file) const
     if (fs::equivalent(file, target, ignored))
         return;
     const std::string text = read_whole_file(file, "a customer file");
+    expect_customer_file(file == "-" ? "standard input" : file, text);
     output copy(target.string());
     copy.print("{}", text);
     copy.finish();

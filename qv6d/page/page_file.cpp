@@ -1,6 +1,7 @@
 #include "page/page_file.h"
 
 #include "common/error.h"
+#include "common/terminal.h"
 #include "common/text.h"
 #include "page/page_template.h"
 
@@ -49,7 +50,8 @@ void page_file::finish(const findings &found, const std::string &recording)
         return;
     out_->print("{}", filled_template(data_.json(found, recording)));
     out_->finish();
-    fmt::print(stderr, "report: {}\n", name_);
+    if (!is_quiet())
+        fmt::print(stderr, "report: {}\n", name_);
 }
 
 } // namespace qv6d

@@ -5,6 +5,7 @@
 #include "common/output.h"
 #include "common/processes.h"
 #include "common/statistics.h"
+#include "common/terminal.h"
 #include "library/configuration.h"
 #include "library/library_log.h"
 #include "library/replay.h"
@@ -125,7 +126,7 @@ replay_figures figures_of(const std::string &bytes)
 class counter
 {
 public:
-    explicit counter(std::size_t total) : total_(total), shown_(isatty(STDERR_FILENO) != 0)
+    explicit counter(std::size_t total) : total_(total), shown_(shows_progress())
     {
         show();
     }

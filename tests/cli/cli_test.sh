@@ -46,7 +46,7 @@ awk -v r="$(json run.json radius_ut)" -v g="$(json run.json graded_norm_ut | cut
 mv kept moved
 [ "$(start --state moved)" = '"resumed"' ]
 [ "$(start --state moved --config cust.cfg 2>complaints)" = '"config_changed"' ]
-grep -q "cust.cfg: Could not parse 'nonsense = 1'" complaints
+grep -q "cust.cfg: the library says \"Could not parse 'nonsense = 1'\": there is no such key" complaints
 rm moved/qvalgo-cust.datbak
 [ "$(start --state moved --config moved/qvalgo-cust.cfg)" = '"data_unreadable"' ]
 cmp cust.cfg moved/qvalgo-cust.cfg
@@ -128,8 +128,22 @@ qv6d replay a.csv --config gyr.cfg --notify-gyro --json >gyr.json
 printf 'hcal.readycnt = [ERR]\nhcal.rbufsize =\nhcal.readycnt = 3\n' >odd.cfg
 qv6d replay a.csv --config odd.cfg --json 2>err
 [ "$(wc -l <err)" -eq 3 ]
-grep -q 'odd.cfg: Could not find out value about hcal.rbufsize' err
+grep -q 'odd.cfg: the library says "Could not find out value about hcal.rbufsize.": nothing stands' err
 grep -q 'the lines after that were not read' err
+
+qv6d replay a.csv --config odd.cfg --output rows.csv --quiet >summary.txt 2>err
+[ ! -s err ]
+printf 'one two\nthree = %s\n' 1 2 3 4 5 6 7 8 >many.cfg
+qv6d replay a.csv --config many.cfg --json 2>&1 >/dev/null | grep 'many.cfg: and 11 more lines like these'
+ends 3 "a.csv: is a recording: expected a customer file" qv6d replay a.csv --config a.csv
+ends 3 "a.csv: is a recording: expected a customer file" qv6d check a.csv
+ends 3 "a.csv: is a recording: expected a customer file" qv6d tune a.csv --every 1 --base a.csv
+
+# Colour is for terminals, and for those who want it.
+on_a_terminal() { TERM=xterm script -qec "$1" /dev/null; }
+[[ $(on_a_terminal "qv6d check odd.cfg || true") == *$'\033[31mnot taken\033[0m'* ]]
+not grep $'\033' <<<"$(NO_COLOR=1 on_a_terminal "qv6d check odd.cfg; qv6d tune || true")"
+not grep $'\033' <<<"$(TERM=xterm qv6d check odd.cfg || true)"
 
 # An interrupted run leaves nothing.
 mkfifo events
@@ -150,9 +164,10 @@ done
 { qv6d simulate --duration 600 2>err || true; } | head -n 1
 [ ! -s err ]
 
-[ "$(qv6d --version)" = "qv6d 3.6213" ]
+[ "$(qv6d --version),$(qv6d -V)" = "qv6d 3.6213,qv6d 3.6213" ]
 for command in replay simulate; do
     [[ $(qv6d --help) == *$command* && $(qv6d $command --help) == *Examples:* ]]
+    diff <(qv6d help $command) <(qv6d $command --help)
 done
 
 mkdir -p full/qvalgo-cust.datbak
@@ -166,7 +181,11 @@ ends 2 "noise" qv6d simulate --noise -1
 ends 2 "motion" qv6d simulate --motion flying
 ends 2 "--step: expected 4 numbers" qv6d simulate --step 1,2,3
 ends 2 "LENGTH above 0" qv6d simulate --disturb 1,0,3,4,5
-ends 2 "subcommand" qv6d fly
+ends 2 'there is no command "repaly": did you mean replay?' qv6d repaly a.csv
+ends 2 'there is no command "fly"' qv6d help fly
+ends 2 "replay: there is no option --evry: did you mean --every?" qv6d replay a.csv --evry=5
+ends 2 '"b.csv" is one argument too many' qv6d explain a.csv b.csv
+ends 2 "--every needs a value" qv6d replay a.csv --every
 ends 2 "expected 3 numbers" qv6d simulate --offset 1,2,nan
 ends 2 "expected a number from 0.1" qv6d simulate --rate nan
 ends 2 "a.csv: is read, and would be overwritten" qv6d replay a.csv --output ./a.csv

@@ -31,7 +31,7 @@ qv6d tune a.csv --base base.cfg --key hcal.rbufsize=20,25 --csv --best best.cfg 
 qv6d tune a.csv --key hcal.rbufsize=20,25 --csv | cmp - based.csv
 [ -z "$(find . -name 'shared.*')" ]
 grep "^env.datbak=$work" best.cfg
-grep "Could not parse 'nonsense = 1'" complaints
+grep "base.cfg: the library says \"Could not parse 'nonsense = 1'\"" complaints
 
 # The best is found, and its file gives its result.
 qv6d tune a.csv --key hcal.motion.sendiffmin=15,60 --best best.cfg >table 2>err
@@ -82,7 +82,7 @@ refuses 3 "garbage:1: " garbage --every 1
 refuses 3 "empty: is empty" a.csv empty --every 1
 refuses 3 "no_mag.csv: holds no mag event" no_mag.csv --every 1
 refuses 3 "backwards.csv:2001: expected events in time order" a.csv backwards.csv --every 1
-refuses 3 "stops.cfg: the library stops within this customer file: Could not find out value about hcal.readycnt" \
+refuses 3 "stops.cfg: the library says \"Could not find out value about hcal.readycnt" \
     a.csv --every 1 --base stops.cfg
 refuses 4 "missing.csv: cannot be opened" a.csv missing.csv --every 1
 refuses 4 ".: is a directory" . --every 1

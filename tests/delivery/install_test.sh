@@ -9,7 +9,8 @@ ends 0 "" cmake --install "$build" --prefix "$work/staged"
 mv "$work/staged" "$tree"
 lib=$(dirname "$(dirname "$(find "$tree" -name qv6dalgo.pc)")")
 
-ls "$lib"/libqv6d{algo,service}.so "$tree"/{bin/qv6d,share/bash-completion/completions/qv6d}
+ls "$lib"/libqv6d{algo,service}.so "$tree"/{bin/qv6d,share/bash-completion/completions/qv6d} \
+    "$tree"/share/{zsh/site-functions/_qv6d,fish/vendor_completions.d/qv6d.fish}
 not grep -rIl -e "$work/staged" -e "$source" -e "$build" "$tree" # a folder of this machine
 
 # Runs in a folder of its own, where it keeps its files. The second run goes on where the first one ended.

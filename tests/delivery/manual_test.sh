@@ -1,5 +1,5 @@
 #!/bin/bash
-# Every command has its manual page with all of its options, every page can be shown, and the shell completes them.
+# Every command has its manual page with all of its options, and every page can be shown.
 #   manual_test.sh QV6D PAGES SOURCE_DIR
 source "$(dirname "$0")/../shell.sh"
 qv6d=$1 pages=$2 source=$3
@@ -22,15 +22,3 @@ for page in "$pages"/*.1; do
     warnings=$(groff -man -Kutf8 -Tutf8 -ww -z "$page" 2>&1)
     [ -z "$warnings" ] || complain "$page: $warnings"
 done
-
-completed() # WORD...: what follows them
-{
-    COMP_WORDS=("$qv6d" "$@") COMP_CWORD=$#
-    COMPREPLY=()
-    _qv6d "$qv6d"
-    printf '%s\n' "${COMPREPLY[@]}" | sort
-}
-complete() { :; } # has no place in a script
-source "$source/qv6d/commands/qv6d.bash"
-diff <(completed '') <(echo "$commands")
-[[ $(completed simulate --) == *--truth* ]]
