@@ -10,6 +10,7 @@
 #include "explain/happenings.h"
 #include "explain/verdict.h"
 #include "page/page_file.h"
+#include "trust/words.h"
 
 #include <fmt/format.h>
 #include <memory>
@@ -82,16 +83,19 @@ private:
     nlohmann::ordered_json entries_ = nlohmann::ordered_json::array();
 };
 
-void print_json(output *out, const explain_arguments &given, const cycle_counts &counts, const cycle_source &source,
+void print_json(output *out, const explain_arguments &given, const findings &found,
                 const nlohmann::ordered_json &entries)
 {
+    const cycle_source &source = found.source;
     nlohmann::ordered_json document = json_document("explain");
     json_input input = input_of(given.settings, source.recording ? "qv6d" : "log");
     input.options["log_rate"] = given.log_rate > 0.0 ? nlohmann::ordered_json(given.log_rate) : nullptr;
     document["input"] = json_of(input);
     document["calibration"] = source.calibration.json();
     document["timed"] = source.timed;
-    document["counts"] = counts_json(counts, source);
+    document["counts"] = counts_json(found.counts, source);
+    document["trust"] = json_of(source.grade_trust);
+    document["advice"] = advice_json(found);
     if (!given.counts_only)
         document["happened"] = entries;
     out->print("{}\n", json_text(document, 2));
@@ -120,12 +124,10 @@ void run_explain(const explain_arguments &given)
         page.add(c);
     };
     const cycle_source source = read_cycles(given.settings, given.log_rate, on_cycle);
-    if (given.json)
-        print_json(&out, given, counts, source, told.entries(source.timed));
-    if (given.json && !page.wanted())
-        return out.finish(); // the counts need no further replay
     const findings found = find_by_replaying(counts, source, given.settings);
-    if (!given.json)
+    if (given.json)
+        print_json(&out, given, found, told.entries(source.timed));
+    else
         print_findings(&out, given, found);
     out.finish();
     page.finish(found, given.settings.recording);

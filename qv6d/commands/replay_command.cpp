@@ -92,8 +92,9 @@ public:
     // The report comes first: it may take long, and an interrupt during it leaves no file.
     void finish_files()
     {
+        grade_trust_ = trust_.finish();
         if (page_.wanted())
-            page_.finish(find_by_replaying(counts_, cycles_.finish(given_.settings, trust_.finish()), given_.settings),
+            page_.finish(find_by_replaying(counts_, cycles_.finish(given_.settings, grade_trust_), given_.settings),
                          given_.settings.recording);
         if (rows_)
             rows_->finish();
@@ -111,8 +112,7 @@ public:
         summary_.finish(watch_, wall_seconds);
         const std::string &name = given_.settings.recording;
         const auto truth = given_.truth_known ? std::optional(given_.true_offset) : std::nullopt;
-        const std::string text =
-            given_.json ? json(truth) : summary_.text(name, truth) + words(trust_.finish()) + "\n";
+        const std::string text = given_.json ? json(truth) : summary_.text(name, truth) + words(grade_trust_) + "\n";
         const bool rows_on_stdout = given_.output == "-" || (given_.output.empty() && rows_);
         if (rows_on_stdout)
         {
@@ -140,6 +140,7 @@ private:
         nlohmann::ordered_json document = json_document("replay");
         document["input"] = json_of(input_of(given_.settings, "qv6d"));
         document.update(summary_.json(truth));
+        document["trust"] = json_of(grade_trust_);
         if (const grade_requirement &required = given_.required; required.grade > 0)
             document["required"] = {{"grade", required.grade},
                                     {"within_s", json_of(required.within_s)},
@@ -191,6 +192,7 @@ private:
     const replay_arguments &given_;
     std::optional<output> rows_, log_;
     trust_listener trust_;
+    trust grade_trust_;
     page_file page_;
     cycle_counts counts_;
     cycle_listener cycles_;

@@ -22,7 +22,8 @@ namespace
 
 constexpr std::uint64_t SAMPLES_MIN = 50; // two buffers: a shorter recording has nothing to leave out
 
-const std::pair<std::string, double> LARGE_BUFFER = {"hcal.rbufsize", 40.0}, WIDE_SPAN = {"hcal.motion.sendiffmin", 25.0},
+const std::pair<std::string, double> LARGE_BUFFER = {"hcal.rbufsize", 40.0},
+                                     WIDE_SPAN = {"hcal.motion.sendiffmin", 25.0},
                                      SMALL_SPAN = {"hcal.motion.sendiffmin", 10.0},
                                      SMALLER_SPAN = {"hcal.motion.sendiffmin", 7.5};
 
@@ -174,10 +175,11 @@ std::string words(const advice &a)
 {
     const std::string settings = settings_words(a);
     if (a.what.code == std::string_view("strict_grades") || a.tried.trust == trust_verdict::contradicted)
-        return fmt::format("With {} grade 3 is wrong for {:.1f} of {:.1f} s in this recording.", settings, a.tried.wrong,
-                           a.tried.graded);
+        return fmt::format("With {} grade 3 is wrong for {:.1f} of {:.1f} s in this recording.", settings,
+                           a.tried.wrong, a.tried.graded);
     const char *trust = a.tried.trust == trust_verdict::held ? "it held" : "it could not be judged";
-    return fmt::format("With {} this recording calibrates: grade 3 after {:.1f} s, and {}.", settings, *a.tried.grade3, trust);
+    return fmt::format("With {} this recording calibrates: grade 3 after {:.1f} s, and {}.", settings, *a.tried.grade3,
+                       trust);
 }
 
 nlohmann::ordered_json json_of(const advice &a)

@@ -45,8 +45,8 @@ struct advice_found
 };
 
 // Replays a recording that did not calibrate, or whose grade was contradicted, with fewer events and other keys, each
-// time in a process of its own and from nothing stored. Nothing is tried for a log, nor for standard input, which can be
-// read once.
+// time in a process of its own and from nothing stored. Nothing is tried for a log, nor for standard input, which can
+// be read once.
 advice_found try_remedies(const cycle_counts &counts, const cycle_source &source, const replay_settings &settings);
 
 // One sentence: what to do, and what it did to this recording.

@@ -128,6 +128,14 @@ nlohmann::ordered_json counts_json(const cycle_counts &counts, const cycle_sourc
             {"cut_lines", source.cut}};
 }
 
+nlohmann::ordered_json advice_json(const findings &found)
+{
+    auto list = nlohmann::ordered_json::array();
+    if (found.advice.best)
+        list.push_back(json_of(*found.advice.best));
+    return list;
+}
+
 std::string headline(const findings &found)
 {
     const std::optional<double> &since = found.counts.calibrated_since();

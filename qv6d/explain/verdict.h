@@ -23,6 +23,9 @@ std::vector<occurrence> occurrences(const cycle_counts &counts);
 std::string counts_text(const cycle_counts &counts, const cycle_source &source);
 nlohmann::ordered_json counts_json(const cycle_counts &counts, const cycle_source &source);
 
+// A list: the best remedy, or none.
+nlohmann::ordered_json advice_json(const findings &found);
+
 // Calibrated or not, and since when.
 std::string headline(const findings &found);
 

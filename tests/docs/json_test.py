@@ -47,6 +47,7 @@ folder = tempfile.TemporaryDirectory()
 os.chdir(folder.name)
 subprocess.run([qv6d, "simulate", "--seed", "7", "--noise", "0.3", "--offset", "120,-45,-300", "-o", "a.csv"], check=True)
 subprocess.run([qv6d, "simulate", "--motion", "still", "--duration", "5", "-o", "still.csv"], check=True)
+subprocess.run([qv6d, "simulate", "--rate", "200", "--seed", "7", "-o", "fast.csv"], check=True)
 write("debug.cfg", "hcal.endbg=1\nhcal.motion.endbg=1\nhcal.rlsm.endbg=1\n")
 write("odd.cfg", "# comment\nhcal.rbufsize = 64\nhcal.rbufsiz = 30\nhcal.enhthr =\n")
 subprocess.run([qv6d, "replay", "a.csv", "--config", "debug.cfg", "--log", "host.log", "-o", "rows"], check=True)
@@ -56,7 +57,13 @@ write("none.csv", "t_ns,sensor,x,y,z\n0,acc,0,0,9.81\n")
 replayed, = documents("replay", "a.csv", "--json", "--state", "kept", "--true-offset", "120,-45,-300")
 for arguments in ("a.csv",), ("a.csv", "--counts"):
     explained, = documents("explain", *arguments, "--json")
-    assert explained["calibration"] == replayed["calibration"]
+    for verdict in "calibration", "trust":
+        assert explained[verdict] == replayed[verdict]
+assert replayed["trust"]["verdict"] == "held"
+fast, = documents("explain", "fast.csv", "--json", "--counts")
+said = fast["advice"][0]["tried"]
+tried, = documents("replay", "fast.csv", "--json", "--every", str(said["every"]))
+assert said["keys"] == {} and tried["calibration"]["first_grade_s"]["3"] == said["calibrates_s"]
 logged, = documents("explain", "host.log", "--json", "--log-rate", "50")
 assert logged["calibration"]["verdict"] == "calibrated" and logged["calibration"]["since_s"] == 11.56
 untimed, = documents("explain", "host.log", "--json")
