@@ -17,7 +17,7 @@ enum exit_code : int
     EXIT_INPUT = 4,         // a file that cannot be read
     EXIT_OUTPUT = 5,        // a file or directory that cannot be written
     EXIT_UNMET = 6,         // a requirement that was made of the result
-    EXIT_INTERRUPTED = 130, // by SIGINT, SIGTERM or SIGHUP
+    EXIT_INTERRUPTED = 130, // by SIGINT, SIGTERM, SIGHUP or SIGQUIT
 };
 
 class error : public std::runtime_error

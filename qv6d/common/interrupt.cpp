@@ -65,6 +65,11 @@ interrupt_guard::~interrupt_guard()
     interrupted = 0;
 }
 
+void go_on_after_interrupt()
+{
+    interrupted = 0;
+}
+
 void throw_if_interrupted()
 {
     if (interrupted != 0)

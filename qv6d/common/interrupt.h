@@ -1,5 +1,5 @@
-// SIGINT, SIGTERM and SIGHUP end a command in order: it throws from where it works or waits, and the destructors remove
-// temporary folders and unfinished files.
+// SIGINT, SIGTERM, SIGHUP and SIGQUIT end a command in order: it throws from where it works or waits, and the
+// destructors remove temporary folders and unfinished files.
 #pragma once
 
 #include <array>
@@ -10,7 +10,7 @@
 namespace qv6d
 {
 
-inline constexpr std::array<int, 3> INTERRUPTS = {SIGINT, SIGTERM, SIGHUP};
+inline constexpr std::array<int, 4> INTERRUPTS = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
 
 // The signals are noted while this lives. Child processes inherit that. The destructor restores what was there before.
 class interrupt_guard
@@ -25,6 +25,9 @@ public:
 private:
     std::array<struct sigaction, INTERRUPTS.size()> before_ = {};
 };
+
+// After EXIT_INTERRUPTED was thrown: what is done so far can be written. The next signal interrupts that, too.
+void go_on_after_interrupt();
 
 // Throws EXIT_INTERRUPTED after a signal. To be called in every long loop, and after a system call that failed.
 void throw_if_interrupted();

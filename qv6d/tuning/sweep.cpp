@@ -101,7 +101,7 @@ void check_values(const varied_key &key, bool at_most_40)
 std::vector<std::pair<std::string, double>> pairs_of(const std::vector<varied_key> &keys, const combination &c)
 {
     std::vector<std::pair<std::string, double>> pairs;
-    for (std::size_t i = 0; i < keys.size(); ++i)
+    for (std::size_t i = 0; i < c.values.size(); ++i)
         pairs.emplace_back(keys[i].name, c.values[i]);
     return pairs;
 }

@@ -19,7 +19,7 @@ struct varied_key
 
 struct combination
 {
-    std::uint64_t number; // from 1
+    std::uint64_t number; // from 1; 0 is the base, which sets no key
     std::uint64_t every;
     std::vector<double> values; // in the order of the keys
 };

@@ -27,11 +27,22 @@ namespace fs = std::filesystem;
 namespace
 {
 
+// Seconds of a wrong grade 3 that are passed over: an offset may take a moment to be replaced.
+constexpr double GLITCH = 1.0;
+
+// How long an offset was shown at grade 3.
+struct best_stretch
+{
+    std::array<double, 3> offset;
+    double seconds;
+};
+
 // Listens to one replay.
 class figure_taker
 {
 public:
-    explicit figure_taker(bool counts) : scale_(counts ? QV6D_MICROTESLA_PER_COUNT : 1.0f)
+    figure_taker(bool counts, const listed_recording &recording)
+        : scale_(counts ? QV6D_MICROTESLA_PER_COUNT : 1.0f), recording_(recording)
     {
     }
 
@@ -53,11 +64,14 @@ public:
         f.resets = watch_.resets();
         f.last_grade = last_.grade;
         std::copy_n(last_.offset, 3, f.offset.begin());
-        f.reference = reference_.best();
+        f.all_events = events_.best();
+        f.truth = reference_of(recording_, f.all_events);
         const bool published = last_.radius != 0.0;
-        if (published && f.reference)
-            f.error = std::hypot(last_.offset[0] - f.reference->centre[0], last_.offset[1] - f.reference->centre[1],
-                                 last_.offset[2] - f.reference->centre[2]);
+        if (published && f.truth.counts())
+            f.error = f.truth.error_of({last_.offset[0], last_.offset[1], last_.offset[2]});
+        f.meant_to_calibrate = recording_.expected != expectation::does_not_calibrate;
+        f.wrong_s = wrong_seconds(f.truth);
+        f.falsely_graded = f.wrong_s > GLITCH;
         return f;
     }
 
@@ -69,11 +83,32 @@ private:
         if (e.kind != sensor::mag)
             return;
         const auto [x, y, z] = without_soft_iron({e.x * scale_, e.y * scale_, e.z * scale_});
-        reference_.add(x, y, z);
+        events_.add(x, y, z);
+    }
+
+    // Time runs from one result to the next.
+    void add_best(const sample_result &result)
+    {
+        const std::array<double, 3> offset = {result.offset[0], result.offset[1], result.offset[2]};
+        if (last_.grade == QV6D_GRADE_BEST && !best_.empty())
+            best_.back().seconds += (static_cast<double>(result.t_ns) - static_cast<double>(last_.t_ns)) / 1e9;
+        if (result.grade == QV6D_GRADE_BEST && (best_.empty() || best_.back().offset != offset))
+            best_.push_back({offset, 0.0});
+    }
+
+    double wrong_seconds(const reference &truth) const
+    {
+        const bool all = recording_.expected == expectation::does_not_calibrate;
+        double seconds = 0.0;
+        for (const best_stretch &stretch : best_)
+            if (all || (truth.counts() && !(truth.error_of(stretch.offset) <= truth.tolerance)))
+                seconds += stretch.seconds;
+        return seconds;
     }
 
     void take(const sample_result &result)
     {
+        add_best(result);
         last_ = result;
         if (result.grade > QV6D_GRADE_UNRELIABLE)
         {
@@ -86,8 +121,10 @@ private:
     }
 
     const float scale_;
+    const listed_recording &recording_;
     log_watch watch_;
-    sphere_fit reference_;
+    sphere_fit events_;
+    std::vector<best_stretch> best_;
     running_stats norm_;
     bool graded_ = false;
     std::optional<std::int64_t> first_t_ns_;
@@ -105,6 +142,21 @@ void check_recording(const std::string &path)
         any = any || e.kind == sensor::mag;
     if (!any)
         throw error(EXIT_MALFORMED, fmt::format("{}: holds no mag event, so there is nothing to calibrate", path));
+}
+
+// Of a recording that nothing is known of, and whose events determine no reference, no figure says which combination is
+// better. If all are like that, they decide all the same.
+void decide_what_counts(const std::vector<listed_recording> &recordings, std::vector<combination_result> *results)
+{
+    std::vector<bool> counts(recordings.size());
+    for (std::size_t r = 0; r < recordings.size(); ++r)
+        counts[r] = recordings[r].expected != expectation::any ||
+                    std::ranges::any_of(*results, [r](const combination_result &result)
+                                        { return result.replays[r].truth.counts(); });
+    const bool none = std::ranges::count(counts, true) == 0;
+    for (combination_result &result : *results)
+        for (std::size_t r = 0; r < recordings.size(); ++r)
+            result.replays[r].counts = none || counts[r];
 }
 
 std::string bytes_of(const replay_figures &figures)
@@ -159,7 +211,7 @@ private:
 };
 
 // Runs in a process of its own; `folder` is the only place that it writes to.
-replay_figures replay_once(const tune_settings &given, const std::string &recording, std::uint64_t every,
+replay_figures replay_once(const tune_settings &given, const listed_recording &recording, std::uint64_t every,
                            const std::string &customer_text, const fs::path &folder)
 {
     fs::create_directories(folder);
@@ -168,13 +220,13 @@ replay_figures replay_once(const tune_settings &given, const std::string &record
     file.finish();
 
     replay_settings settings;
-    settings.recording = recording;
+    settings.recording = recording.path;
     settings.state = folder.string();
     settings.every = every;
     settings.counts = given.counts;
     settings.notify_gyro = given.notify_gyro;
     settings.quiet = true;
-    figure_taker taker(given.counts);
+    figure_taker taker(given.counts, recording);
     replay(settings, taker.listener());
     fs::remove_all(folder);
     return taker.figures();
@@ -182,19 +234,44 @@ replay_figures replay_once(const tune_settings &given, const std::string &record
 
 } // namespace
 
-std::vector<combination_result> tune(const tune_settings &settings, const customer_overlay &base,
-                                     const std::vector<varied_key> &keys, const std::vector<combination> &combinations)
+void check_recordings(std::vector<listed_recording> *recordings, bool keep_going)
 {
-    std::for_each(settings.recordings.begin(), settings.recordings.end(), check_recording);
+    std::string first;
+    const auto is_bad = [&](const listed_recording &recording)
+    {
+        try
+        {
+            check_recording(recording.path);
+            return false;
+        }
+        catch (const error &e)
+        {
+            if (!keep_going || e.code == EXIT_INTERRUPTED)
+                throw;
+            note(fmt::format("left out: {}", e.what()));
+            first = first.empty() ? e.what() : first;
+            return true;
+        }
+    };
+    std::erase_if(*recordings, is_bad);
+    if (recordings->empty())
+        throw error(EXIT_MALFORMED, fmt::format("no recording is left: {}", first));
+}
+
+tune_outcome tune(const tune_settings &settings, const customer_overlay &base, const std::vector<varied_key> &keys,
+                  const std::vector<combination> &combinations)
+{
     const state_dir scratch("");
     const customer_overlay common = base.without_paths();
     const std::size_t per_combination = settings.recordings.size();
-    std::vector<combination_result> results;
+    tune_outcome outcome;
+    std::vector<combination_result> &results = outcome.results;
     results.reserve(combinations.size());
     for (const combination &c : combinations)
         results.push_back({c, std::vector<replay_figures>(per_combination)});
+    std::vector<std::size_t> missing(results.size(), per_combination);
 
-    const auto recording_of = [&](std::size_t i) -> const std::string &
+    const auto recording_of = [&](std::size_t i) -> const listed_recording &
     { return settings.recordings[i % per_combination]; };
     const auto result_of = [&](std::size_t i) -> combination_result & { return results[i / per_combination]; };
     counter done(results.size() * per_combination);
@@ -206,14 +283,27 @@ std::vector<combination_result> tune(const tune_settings &settings, const custom
                                     scratch.path() / std::to_string(i)));
     };
     work.name = [&](std::size_t i)
-    { return fmt::format("combination {} with {}", result_of(i).what.number, recording_of(i)); };
+    { return fmt::format("combination {} with {}", result_of(i).what.number, recording_of(i).path); };
     work.take = [&](std::size_t i, const std::string &bytes)
     {
         result_of(i).replays[i % per_combination] = figures_of(bytes);
+        --missing[i / per_combination];
         done.count();
     };
-    run_in_processes(results.size() * per_combination, settings.jobs, work);
-    return results;
+    try
+    {
+        run_in_processes(results.size() * per_combination, settings.jobs, work);
+    }
+    catch (const error &e)
+    {
+        if (e.code != EXIT_INTERRUPTED)
+            throw;
+        outcome.interrupted = true;
+        std::size_t k = 0;
+        std::erase_if(results, [&](const combination_result &) { return missing[k++] > 0; });
+    }
+    decide_what_counts(settings.recordings, &results);
+    return outcome;
 }
 
 } // namespace qv6d

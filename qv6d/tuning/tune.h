@@ -3,6 +3,8 @@
 
 #include "common/sphere.h"
 #include "files/customer_overlay.h"
+#include "tuning/recording_list.h"
+#include "tuning/reference.h"
 #include "tuning/sweep.h"
 
 #include <array>
@@ -16,7 +18,7 @@ namespace qv6d
 
 struct tune_settings
 {
-    std::vector<std::string> recordings;
+    std::vector<listed_recording> recordings;
     std::string base; // customer file that combinations are laid over; may be empty
     bool counts = false;
     bool notify_gyro = false;
@@ -27,12 +29,17 @@ struct tune_settings
 struct replay_figures
 {
     std::optional<double> time;   // s from the first event to the first grade 3
-    std::optional<double> error;  // microtesla, last published offset to the centre of the best sphere
+    std::optional<double> error;  // microtesla, last published offset to the reference
     std::optional<double> spread; // microtesla, standard deviation of the calibrated norm while the grade is above 0
     std::uint64_t resets;
     int last_grade;
     std::array<float, 3> offset;
-    std::optional<sphere> reference; // through all magnetometer events, after the soft-iron matrix in force
+    std::optional<sphere> all_events; // through all magnetometer events, after the soft-iron matrix in force
+    reference truth;
+    double wrong_s;      // at grade 3 with a wrong offset; of a recording that must not calibrate, all at grade 3
+    bool falsely_graded; // for longer than a glitch
+    bool meant_to_calibrate = true;
+    bool counts = true; // the recording decides the rank
 };
 
 struct combination_result
@@ -41,9 +48,18 @@ struct combination_result
     std::vector<replay_figures> replays; // in the order of the recordings
 };
 
-// Replays every combination; the results are in their order. Throws qv6d::error, also when a recording is malformed or
-// holds nothing to calibrate, which is found before the first replay.
-std::vector<combination_result> tune(const tune_settings &settings, const customer_overlay &base,
-                                     const std::vector<varied_key> &keys, const std::vector<combination> &combinations);
+// Throws qv6d::error when a recording is malformed or holds nothing to calibrate. With `keep_going` such recordings are
+// named and left out, as long as others are left.
+void check_recordings(std::vector<listed_recording> *recordings, bool keep_going);
+
+struct tune_outcome
+{
+    std::vector<combination_result> results; // of those that are done
+    bool interrupted = false;
+};
+
+// Replays every combination; the results are in their order. An interrupt ends that early. Throws qv6d::error.
+tune_outcome tune(const tune_settings &settings, const customer_overlay &base, const std::vector<varied_key> &keys,
+                  const std::vector<combination> &combinations);
 
 } // namespace qv6d

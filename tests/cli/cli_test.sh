@@ -152,7 +152,7 @@ qv6d replay - --output int.csv <events 2>int.err &
 ends 130 "" wait $!
 grep -q 'interrupted' int.err
 [ -z "$(ls tmp; find . -name 'int.csv*')" ]
-for signal in INT TERM HUP; do
+for signal in INT TERM HUP QUIT; do
     qv6d simulate --duration 1e6 --output long.csv --truth long_truth.csv 2>/dev/null &
     while kill -0 $! && [ ! -s long.csv.part ]; do sleep 0.01; done
     kill -$signal $!

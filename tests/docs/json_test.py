@@ -95,6 +95,8 @@ documents("inspect", "cut", files[0], "--type", "config", "--json", code=3)
 documents("check", "odd.cfg", "--json", code=3)
 documents("check", "debug.cfg", "--json")
 documents("tune", "a.csv", "still.csv", "--key", "hcal.rbufsize=20,25", "--json")
+write("list", "must offset=120,-45,-300 a.csv\nmust-not still.csv\n")
+documents("tune", "@list", "--every", "1,5", "--json")
 
 refused(replayed, lambda d: d["calibration"].pop("since_s"))
 refused(replayed, lambda d: d["calibration"].update(verdict="Calibrated since 11.6 s"))

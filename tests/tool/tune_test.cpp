@@ -5,6 +5,7 @@
 #include "files/customer_overlay.h"
 #include "support.h"
 #include "tuning/ranking.h"
+#include "tuning/recording_list.h"
 #include "tuning/sweep.h"
 
 #include <csignal>
@@ -106,10 +107,9 @@ TEST(Ranking, WhatNeverGotThereComesLastWhateverTheFigure)
         {{}, {figures(10.0, std::nan(""), 8.0, 2)}}, // an offset that is not a number is no offset
         {{}, {figures(20.0, 0.7, 8.0, 2)}},          // equal to the third
     };
-    EXPECT_EQ((order{1, 2, 4, 3, 0}), ranked(results, criterion::error));
+    EXPECT_EQ((order{2, 4, 3, 1, 0}), ranked(results, criterion::error));
     EXPECT_EQ((order{3, 2, 4, 1, 0}), ranked(results, criterion::time));
-    EXPECT_EQ((order{2, 4, 3, 1, 0}), ranked(results, criterion::spread));
-    EXPECT_EQ((order{1, 2, 4, 3, 0}), ranked(results, criterion::resets));
+    EXPECT_EQ((order{2, 4, 3, 0, 1}), ranked(results, criterion::resets));
 }
 
 TEST(Ranking, TheWorstRecordingDecides)
@@ -118,6 +118,42 @@ TEST(Ranking, TheWorstRecordingDecides)
                bad = figures(5.0, 2.0, 1.0, 0);
     EXPECT_EQ((order{2, 0, 1}),
               ranked({{{}, {good, bad}}, {{}, {good, none}}, {{}, {fair, fair}}}, qv6d::criterion::error));
+}
+
+TEST(Ranking, AFalseGradeCostsMoreThanALateOneAndThanTwoThatNeverCome)
+{
+    const auto none = figures({}, {}, {}, 0), good = figures(5.0, 0.1, 1.0, 0), late = figures(50.0, 0.1, 1.0, 0);
+    auto wrong = good, unjudged = figures(1.0, {}, 1.0, 0), must_not = figures(1.0, {}, 1.0, 0);
+    wrong.falsely_graded = must_not.falsely_graded = true;
+    unjudged.counts = must_not.meant_to_calibrate = false;
+    const std::vector<qv6d::combination_result> results = {
+        {{}, {good, good, wrong, none}}, {{}, {good, none, none, none}},     {{}, {good, good, late, must_not}},
+        {{}, {good, late, good, none}},  {{}, {good, none, none, unjudged}}, // what nobody can judge is no merit
+    };
+    EXPECT_EQ((order{3, 4, 1, 2, 0}), ranked(results, qv6d::criterion::time));
+    EXPECT_EQ(0.1, error_quantile(results[0], 0.5));
+}
+
+TEST(RecordingList, SaysWhatIsKnownOfEachRecording)
+{
+    const temporary_directory dir;
+    write_file(dir / "list",
+               "# phones\r\n\nmust a b.csv\n  must-not\tc.csv\noffset=1,-2,3.5 must /d.csv\nleave-out e\nmusty.csv");
+    const auto found = qv6d::recordings_of({"@" + (dir / "list"), "x.csv"});
+    ASSERT_EQ(5u, found.size());
+    EXPECT_EQ(dir / "a b.csv", found[0].path);
+    EXPECT_EQ(qv6d::expectation::calibrates, found[0].expected);
+    EXPECT_EQ(qv6d::expectation::does_not_calibrate, found[1].expected);
+    EXPECT_EQ("/d.csv", found[2].path);
+    EXPECT_EQ((std::array<double, 3>{1, -2, 3.5}), found[2].offset);
+    EXPECT_EQ(dir / "musty.csv", found[3].path);
+    EXPECT_EQ("x.csv", found[4].path);
+    for (const char *bad :
+         {"must", "offset=1,2 a.csv", "offset=1,2,nan a.csv", "must-not offset=1,2,3 a.csv", "# none"})
+    {
+        write_file(dir / "list", bad);
+        EXPECT_THROW(qv6d::recordings_of({"@" + (dir / "list")}), qv6d::error) << bad;
+    }
 }
 
 TEST(CustomerFileOverlay, ReplacesWhereTheBaseSetsTheKeyAndAppendsTheRest)
