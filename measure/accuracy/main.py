@@ -16,6 +16,7 @@ from concurrent.futures import ProcessPoolExecutor, as_completed
 import curves
 import service
 import table
+import trust
 from cases import CASES, GROUPS
 from figures import BOUND, run_of, summary_of
 from simulated import Simulated
@@ -25,7 +26,8 @@ HEADING_SEEDS = 8
 
 
 def measure(tool, case, seed):
-    return run_of(Simulated(case, seed).samples(tool), case.upset)
+    samples, replayed = Simulated(case, seed).replayed(tool)
+    return run_of(samples, case.upset), trust.judged(samples, replayed["trust"])
 
 
 def show_progress(done, total):
@@ -52,8 +54,9 @@ def measure_all(tool, cases, seeds, jobs, take=lambda case, runs: None):
     """Summaries by the name of the case, in the order of cases. take(case, runs) is called when one is complete."""
     summaries = {case.name: None for case in cases}
 
-    def keep(case, runs):
-        summaries[case.name] = summary_of(runs)
+    def keep(case, measured):
+        runs, all_judged = zip(*measured)
+        summaries[case.name] = summary_of(runs) | {"trust": trust.summary(all_judged)}
         take(case, runs)
 
     in_parallel(lambda case: (measure, tool, case), cases, seeds, jobs, keep)
@@ -95,6 +98,7 @@ def write_document(tool, program, seeds, jobs):
     document = table.DOCUMENT.read_text()
     for begin, generated in (
             (table.BEGIN, inputs + "\n" + table.table(GROUPS, summaries)),
+            (table.TRUST, inputs + "\n" + table.trust_table(GROUPS, summaries)),
             (table.SERVICE, inputs + "\n" + table.service_table(GROUPS, served)),
             (table.HEADINGS, f"Seeds 1 to {HEADING_SEEDS}.\n\n" + table.heading_table(headings))):
         document = table.replaced(document, begin, generated)
@@ -155,7 +159,7 @@ def main():
                  "service": served}
         print(json.dumps(without_infinity(facts), indent=2))
     else:
-        print(table.text(summaries), "\nWith the service layer:\n", table.service_text(served), sep="\n", end="")
+        print(table.text(summaries), "\nThe verdict on trust:\n", table.trust_text(summaries), "\nWith the service layer:\n", table.service_text(served), sep="\n", end="")
 
 
 if __name__ == "__main__":

@@ -1,5 +1,6 @@
 """One simulated use of the library, with the truth beside what the library says."""
 
+import json
 import math
 import random
 import subprocess
@@ -54,24 +55,28 @@ class Simulated:
 
     def samples(self, tool):
         """(s, error of the offset in µT, grade) of every magnetometer sample that the library was given."""
-        for row in self.replayed(tool).splitlines()[1:]:
-            values = row.split(",")
-            t = int(values[0]) / 1e9
-            yield t, math.dist(map(float, values[4:7]), self.offset_at(t)), int(values[8])
+        return self.replayed(tool)[0]
 
     def replayed(self, tool):
-        """The rows of qv6d replay."""
-        with tempfile.NamedTemporaryFile("w", suffix=".cfg") as config, \
-                subprocess.Popen([tool, "simulate", *self.options()], stdout=subprocess.PIPE) as recording:
+        """These samples, and the JSON of qv6d replay."""
+        with tempfile.NamedTemporaryFile("w", suffix=".cfg") as config, tempfile.NamedTemporaryFile("r") as rows:
             config.write(self.customer_file())
             config.flush()
-            done = subprocess.run(
-                [tool, "replay", "-", "--mag-unit", "counts", "--every", str(self.case.every), "--config", config.name],
-                stdin=recording.stdout, capture_output=True, text=True, check=False)
-        complaints = [line for line in done.stderr.splitlines() if line.startswith("qv6d:")]
-        if recording.returncode != 0 or done.returncode != 0 or complaints:
-            raise RuntimeError(f"{self.case.name}, seed {self.seed}: {done.stderr}")
-        return done.stdout
+            with subprocess.Popen([tool, "simulate", *self.options()], stdout=subprocess.PIPE) as recording:
+                done = subprocess.run(
+                    [tool, "replay", "-", "--mag-unit", "counts", "--every", str(self.case.every), "--config",
+                     config.name, "--output", rows.name, "--json"],
+                    stdin=recording.stdout, capture_output=True, text=True, check=False)
+            complaints = [line for line in done.stderr.splitlines() if line.startswith("qv6d:")]
+            if recording.returncode != 0 or done.returncode != 0 or complaints:
+                raise RuntimeError(f"{self.case.name}, seed {self.seed}: {done.stderr}")
+            with open(rows.name, encoding="utf-8") as written: # it took the name over
+                return [self.sample(row) for row in written.readlines()[1:]], json.loads(done.stdout)
+
+    def sample(self, row):
+        values = row.split(",")
+        t = int(values[0]) / 1e9
+        return t, math.dist(map(float, values[4:7]), self.offset_at(t)), int(values[8])
 
 
 def direction(chosen):

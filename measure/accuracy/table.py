@@ -3,17 +3,21 @@
 import math
 from pathlib import Path
 
+import trust
 from figures import GRADES
 
 DOCUMENT = Path(__file__).resolve().parents[2] / "docs" / "accuracy.md"
 RECORD = DOCUMENT.with_suffix(".csv")  # the curves of all rows
 BEGIN = "<!-- ./run accuracy writes from here ... -->"
+TRUST = "<!-- ./run accuracy writes of the verdict from here ... -->"
 SERVICE = "<!-- ./run accuracy writes of the service from here ... -->"
 HEADINGS = "<!-- ./run accuracy writes of headings from here ... -->"
 END = "<!-- ... to here -->"
 
 HEADER = ["", "grade 1, s", "grade 2, s", "grade 3, s", "error at 1, µT", "error at 2, µT", "error at 3, µT",
           "wrong at 3, s/h", "right again, s"]
+TRUST_HEADER = ["", "held", "contradicted", "not judged", "wrong > 5 s", "found", "accused wrongly", "wrong, s",
+                "said to be wrong, s"]
 SERVICE_HEADER = ["", "status 1, s", "status 2, s", "status 3, s", "error at 3, µT", "wrong at 3, s/h",
                   "bound holds, %", "bound / real 95 %, µT", "right again, s"]
 HEADING_HEADER = ["", "error, degrees", "bound holds, %", "error without gyroscope, degrees", "bound holds, %"]
@@ -39,6 +43,11 @@ def cells(summary):
     shown = any(summary["error_ut"][g]["median"] is not None for g in GRADES)
     return ([time_cell(summary["first_s"][g]) for g in GRADES] + [error_cell(summary["error_ut"][g]) for g in GRADES] +
             [f"{summary['wrong_s_per_hour']:.0f}" if shown else "", time_cell(summary["right_again_s"])])
+
+
+def trust_cells(judged):
+    counts = [str(judged[k]) for k in ("held", "contradicted", "unjudged", "long", "found", "accused")]
+    return counts + [f"{judged[k]:.0f}" for k in ("wrong_s", "said_s")]
 
 
 def service_cells(summary):
@@ -68,6 +77,10 @@ def row(case, summary):
     return line([case.label] + cells(summary))
 
 
+def trust_row(case, summary):
+    return line([case.label] + trust_cells(summary["trust"]))
+
+
 def service_row(case, summary):
     return line([case.label] + service_cells(summary))
 
@@ -84,6 +97,11 @@ def grouped(header, groups, summaries, row_of):
 
 def table(groups, summaries):
     return grouped(HEADER, groups, summaries, row)
+
+
+def trust_table(groups, summaries):
+    whole = trust.total([summary["trust"] for summary in summaries.values()])
+    return grouped(TRUST_HEADER, groups, summaries, trust_row) + line(["**All**"] + trust_cells(whole)) + "\n"
 
 
 def service_table(groups, summaries):
@@ -109,6 +127,10 @@ def in_columns(header, summaries, cells_of):
 
 def text(summaries):
     return in_columns(HEADER, summaries, cells)
+
+
+def trust_text(summaries):
+    return in_columns(TRUST_HEADER, {name: summary["trust"] for name, summary in summaries.items()}, trust_cells)
 
 
 def service_text(summaries):

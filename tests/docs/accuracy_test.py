@@ -16,6 +16,7 @@ sys.path.insert(0, os.path.join(PROJECT, "measure/accuracy"))
 
 import curves
 import table
+import trust
 from cases import CASES, Case
 from figures import INSTANTS, quantile, run_of, summary_of
 from main import SEEDS, measure_all, measure_service, version_of
@@ -70,6 +71,16 @@ class Figures(unittest.TestCase):
                                             "1.00 / 6.00 / 6.00", "600", "1.5 (never)"])
 
 
+class Trust(unittest.TestCase):
+    def test_of_a_recording(self):
+        told = samples(*[(1, 3)] * 4, *[(9, 3)] * 12, (9, 2), *[(9, 3)] * 2, (1, 3), *[(1, 3)] * 4, *[(9, 3)] * 8)
+        for said, found, accused in (((100.0, 105.0), 1, False), ((101.0, 105.0), 1, False), ((108.0, 120.0), 0, False)):
+            verdict = {"verdict": "contradicted", "wrong_s": 4.0, "contradictions": [{"from_s": said[0], "to_s": said[1]}]}
+            got = trust.judged(told, verdict)
+            self.assertEqual((got.long, got.found, got.wrong, got.accused), (1, found, 11.5, accused))
+            self.assertTrue(trust.judged(samples(*[(5, 3)] * 9), verdict).accused)
+
+
 class Service(unittest.TestCase):
     def test_of_a_case(self):
         run = run_of(samples((9, 0), (2, 1), (1, 3), (6, 3)))
@@ -99,6 +110,7 @@ class Truth(unittest.TestCase):
 
 class Document(unittest.TestCase):
     text = table.DOCUMENT.read_text().split(table.BEGIN)[1].split(table.END)[0]
+    verdicts = table.DOCUMENT.read_text().split(table.TRUST)[1].split(table.END)[0]
     record = table.RECORD.read_text()
 
     def test_rows_are_those_of_the_command(self):
@@ -116,8 +128,9 @@ class Document(unittest.TestCase):
         lines = []
         summaries = measure_all(TOOL, cases, SEEDS, 2, lambda case, runs:
                                 lines.append(curves.lines(case.name, curves.curves_of(runs))))
-        for expected in [table.row(case, summaries[case.name]) for case in cases]:
-            self.assertIn(expected, self.text, "./run accuracy writes them again")
+        for row_of, text in ((table.row, self.text), (table.trust_row, self.verdicts)):
+            for case in cases:
+                self.assertIn(row_of(case, summaries[case.name]), text, "./run accuracy writes them again")
         for expected in lines:
             self.assertIn(expected, self.record, "./run accuracy writes them again")
 
