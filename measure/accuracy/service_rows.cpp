@@ -70,7 +70,7 @@ static void run(qv6ds *service, const choice &chosen)
     int64_t last = -1;
     for (qv6d::event e; recording.next(&e);)
     {
-        if (e.kind == qv6d::sensor::gyr && !chosen.gyroscope)
+        if (e.kind == qv6d::sensor::bias || (e.kind == qv6d::sensor::gyr && !chosen.gyroscope))
             continue;
         const float unit = e.kind == qv6d::sensor::mag && chosen.counts ? QV6D_MICROTESLA_PER_COUNT : 1.0f;
         qv6ds_put(service, static_cast<qv6ds_sensor>(e.kind), e.t_ns, unit * e.x, unit * e.y, unit * e.z);

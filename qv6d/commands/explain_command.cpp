@@ -95,6 +95,7 @@ void print_json(output *out, const explain_arguments &given, const findings &fou
     document["timed"] = source.timed;
     document["counts"] = counts_json(found.counts, source);
     document["trust"] = json_of(source.grade_trust);
+    document["plausibility"] = source.input ? source.input->json() : nlohmann::ordered_json();
     document["advice"] = advice_json(found);
     if (!given.counts_only)
         document["happened"] = entries;

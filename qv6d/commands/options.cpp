@@ -31,7 +31,9 @@ std::string with_exit_codes(const std::string &footer, std::map<exit_code, std::
 
 void add_replay_settings(CLI::App *command, replay_settings *settings)
 {
-    command->add_option("recording", settings->recording, "Recording to replay, - for standard input")
+    command
+        ->add_option("recording", settings->recording,
+                     "Recording to replay: a file, zip file or folder, - for standard input")
         ->required()
         ->type_name(FILE_VALUE);
     command->add_option("-c,--config", settings->config, "Customer file; it is copied into the state directory")
@@ -46,6 +48,21 @@ void add_replay_settings(CLI::App *command, replay_settings *settings)
         ->capture_default_str();
     add_mag_unit(command, &settings->counts);
     add_notify_gyro(command, &settings->notify_gyro);
+    add_reading(command, &settings->reading, &settings->strict);
+}
+
+void add_reading(CLI::App *command, reading_options *reading, bool *strict)
+{
+    command->add_option(
+        "--columns", reading->columns,
+        "What the columns of a table are, by place (t,mx,my,mz,-,ax,ay,az) or by name (t=Time,mx=HX,...)");
+    command->add_option("--time-unit", reading->time_unit, "Unit of the input's times: s, ms, us, ns");
+    command->add_option("--delimiter", reading->delimiter,
+                        "What stands between the columns: one character, or comma, semicolon, tab, space");
+    command->add_option("--unit", reading->units, std::string("Units of the input's values: ") + UNIT_NAMES)
+        ->delimiter(',')
+        ->allow_extra_args(false);
+    command->add_flag("--strict", *strict, "Refuse an input of which something is strange, instead of warning");
 }
 
 json_input input_of(const replay_settings &settings, const std::string &format)

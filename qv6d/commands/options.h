@@ -22,6 +22,9 @@ json_input input_of(const replay_settings &settings, const std::string &format);
 // --mag-unit: `counts` is set when the magnetometer events are raw counts.
 void add_mag_unit(CLI::App *command, bool *counts);
 
+// What a person says of the input's format, and --strict.
+void add_reading(CLI::App *command, reading_options *reading, bool *strict);
+
 void add_notify_gyro(CLI::App *command, bool *notify);
 void add_report(CLI::App *command, std::string *name);
 

@@ -24,6 +24,7 @@ static void add_commands(CLI::App *app, exit_code *result)
     add_simulate(app, result);
     add_explain(app, result);
     add_tune(app, result);
+    add_import(app, result);
     add_inspect(app, result);
     add_check(app, result);
     for (CLI::App *command : app->get_subcommands([](const CLI::App *) { return true; }))

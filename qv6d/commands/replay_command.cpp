@@ -64,8 +64,8 @@ class replay_results
 public:
     // Opens the files.
     explicit replay_results(const replay_arguments &given)
-        : given_(given), trust_(given.settings.counts), page_(given.report),
-          cycles_([this](const cycle &c) { take(c); })
+        : given_(given), trust_(given.settings.counts), input_(given.settings.counts ? QV6D_MICROTESLA_PER_COUNT : 1.0),
+          page_(given.report), cycles_([this](const cycle &c) { take(c); })
     {
         open_rows();
         if (!given.log.empty())
@@ -83,6 +83,7 @@ public:
     replay_listener listener()
     {
         replay_listener all;
+        all.input = &input_;
         all.on_log = [this](std::string_view line) { take(line); };
         all.on_event = [this](const event &e) { take(e); };
         all.on_result = [this](const event &e, const sample_result &result) { take(e, result); };
@@ -112,7 +113,8 @@ public:
         summary_.finish(watch_, wall_seconds);
         const std::string &name = given_.settings.recording;
         const auto truth = given_.truth_known ? std::optional(given_.true_offset) : std::nullopt;
-        const std::string text = given_.json ? json(truth) : summary_.text(name, truth) + words(grade_trust_) + "\n";
+        const std::string text =
+            given_.json ? json(truth) : summary_.text(name, truth) + input_.text() + words(grade_trust_) + "\n";
         const bool rows_on_stdout = given_.output == "-" || (given_.output.empty() && rows_);
         if (rows_on_stdout)
         {
@@ -141,6 +143,7 @@ private:
         document["input"] = json_of(input_of(given_.settings, "qv6d"));
         document.update(summary_.json(truth));
         document["trust"] = json_of(grade_trust_);
+        document["plausibility"] = input_.json();
         if (const grade_requirement &required = given_.required; required.grade > 0)
             document["required"] = {{"grade", required.grade},
                                     {"within_s", json_of(required.within_s)},
@@ -193,6 +196,7 @@ private:
     std::optional<output> rows_, log_;
     trust_listener trust_;
     trust grade_trust_;
+    plausibility input_;
     page_file page_;
     cycle_counts counts_;
     cycle_listener cycles_;

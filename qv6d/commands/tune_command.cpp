@@ -393,7 +393,7 @@ void run_tune(tune_arguments given)
     const customer_overlay base = read_base(given.settings.base);
     given.settings.recordings = recordings_of(given.recordings);
     refuse_overlap(paths_of(given), {given.output, given.best});
-    check_recordings(&given.settings.recordings, given.keep_going);
+    check_recordings(&given.settings, given.keep_going);
 
     output out(given.output);
     std::optional<output> best;
@@ -499,6 +499,7 @@ void add_tune(CLI::App *app, exit_code *)
                                                   {EXIT_INTERRUPTED, "interrupted; what is done is printed"}}));
     add_sweep(command, given.get());
     add_results(command, given.get());
+    add_reading(command, &given->settings.reading, &given->settings.strict);
     add_mag_unit(command, &given->settings.counts);
     add_notify_gyro(command, &given->settings.notify_gyro);
     command->callback([given] { run_tune(*given); });

@@ -71,12 +71,21 @@ void expect_regular_file(const std::string &path, std::string_view why)
         throw error(EXIT_INPUT, fmt::format("{}: expected a regular file: {}", path, why));
 }
 
-line_reader::line_reader(const std::string &path, long_lines how)
-    : file_(path, "a recording"), how_(how), buffer_(BUFFER_SIZE)
+std::uint64_t size_of_file(const std::string &path)
 {
     std::error_code failure;
     const std::uintmax_t size = fs::file_size(path, failure);
-    size_ = failure ? 0 : size;
+    return failure ? 0 : size;
+}
+
+line_reader::line_reader(const std::string &path, long_lines how)
+    : line_reader(std::make_unique<input_file>(path, "a recording"), size_of_file(path), how)
+{
+}
+
+line_reader::line_reader(std::unique_ptr<byte_source> source, std::uint64_t size, long_lines how)
+    : file_(std::move(source)), how_(how), buffer_(BUFFER_SIZE), size_(size)
+{
 }
 
 bool line_reader::refill()
@@ -84,7 +93,7 @@ bool line_reader::refill()
     std::memmove(buffer_.data(), buffer_.data() + begin_, end_ - begin_);
     end_ -= begin_;
     begin_ = 0;
-    const std::size_t got = file_.read(buffer_.data() + end_, buffer_.size() - end_);
+    const std::size_t got = file_->read(buffer_.data() + end_, buffer_.size() - end_);
     end_ += got;
     return got > 0;
 }
@@ -149,7 +158,7 @@ bool line_reader::next(std::string_view *line)
 
 void line_reader::fail(const std::string &message) const
 {
-    throw error(EXIT_MALFORMED, fmt::format("{}:{}: {}", file_.name(), line_, message));
+    throw error(EXIT_MALFORMED, fmt::format("{}:{}: {}", file_->name(), line_, message));
 }
 
 } // namespace qv6d

@@ -14,14 +14,11 @@ namespace qv6d
 namespace
 {
 
-bool is_recording(const std::string &path)
+bool is_replayed(const replay_settings &settings)
 {
-    if (path == "-")
-        return true;
-    expect_regular_file(path, "it is read twice; - reads a recording from standard input");
-    line_reader lines(path);
-    std::string_view first;
-    return lines.next(&first) && is_recording_header(first);
+    if (settings.recording != "-")
+        expect_regular_file(settings.recording, "it is read twice; - reads a recording from standard input");
+    return is_recording(settings.recording, settings.reading);
 }
 
 void note_start(cycle_source *source, std::string_view line)
@@ -38,6 +35,8 @@ cycle_source replay_cycles(replay_settings settings, const std::function<void(co
     log_watch watch;
     settings.debug = true;
     replay_listener listener;
+    plausibility input(settings.counts ? QV6D_MICROTESLA_PER_COUNT : 1.0);
+    listener.input = &input;
     listener.on_log = [&](std::string_view line)
     {
         watch.take(line);
@@ -57,6 +56,7 @@ cycle_source replay_cycles(replay_settings settings, const std::function<void(co
     replay(settings, listener);
     cycle_source source = cycles.finish(settings, grades.finish());
     source.calibration = calibration;
+    source.input = input;
     return source;
 }
 
@@ -188,8 +188,7 @@ cycle_source cycle_listener::finish(const replay_settings &settings, const trust
 cycle_source read_cycles(const replay_settings &settings, double log_rate,
                          const std::function<void(const cycle &)> &on_cycle)
 {
-    return is_recording(settings.recording) ? replay_cycles(settings, on_cycle)
-                                            : read_log(settings.recording, log_rate, on_cycle);
+    return is_replayed(settings) ? replay_cycles(settings, on_cycle) : read_log(settings.recording, log_rate, on_cycle);
 }
 
 } // namespace qv6d

@@ -4,6 +4,7 @@
 #include "explain/cycles.h"
 #include "library/calibration.h"
 #include "library/replay.h"
+#include "recordings/plausibility.h"
 #include "trust/trust.h"
 
 #include <cstdint>
@@ -23,6 +24,7 @@ struct cycle_source
     std::uint64_t resumes = 0;     // starts from a stored calibration
     calibration_watch calibration; // whose times are NaN when there are none
     trust grade_trust;
+    std::optional<plausibility> input; // of a recording
 };
 
 // Hears a replay and hands out its cycles.

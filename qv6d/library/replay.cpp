@@ -54,14 +54,18 @@ private:
 
 void feed(const replay_settings &settings, const replay_listener &listener, recording *events, service *device)
 {
-    progress bar(settings.quiet, events->lines().size());
+    progress bar(settings.quiet, events->source().size());
     std::uint64_t seen = 0, mag_seen = 0;
     for (event e; events->next(&e);)
     {
         throw_if_interrupted();
+        if (listener.input != nullptr)
+            listener.input->add(e, events->source().line());
         if (listener.on_event)
             listener.on_event(e);
-        bar.update(events->lines().bytes_read(), ++seen);
+        bar.update(events->source().bytes_read(), ++seen);
+        if (e.kind == sensor::bias)
+            continue;
         if (e.kind != sensor::mag)
         {
             device->feed(e);
@@ -80,7 +84,9 @@ void feed(const replay_settings &settings, const replay_listener &listener, reco
 
 void replay(const replay_settings &settings, const replay_listener &listener)
 {
-    recording events(settings.recording);
+    recording events(settings.recording, settings.reading);
+    if (listener.input != nullptr)
+        listener.input->open(events.origin());
     const state_dir state(settings.state);
     if (!settings.config.empty())
         state.install_config(settings.config);
@@ -90,6 +96,10 @@ void replay(const replay_settings &settings, const replay_listener &listener)
     service device({state.path().string(), settings.counts, settings.notify_gyro, settings.debug});
     rethrow_sink_failure();
     feed(settings, listener, &events, &device);
+    if (listener.input != nullptr)
+        listener.input->close(events.source().remarks());
+    if (listener.input != nullptr && settings.strict)
+        listener.input->refuse_findings(settings.recording);
     device.finish();
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "library/service.h"
+#include "recordings/plausibility.h"
 #include "recordings/recording.h"
 
 #include <cstdint>
@@ -15,13 +16,15 @@ namespace qv6d
 struct replay_settings
 {
     std::string recording;   // "-" is standard input
+    reading_options reading; // what a person says of its format
     std::string config;      // customer file to put into the state directory
     std::string state;       // state directory; empty: a temporary one
     std::uint64_t every = 1; // uses the Nth, 2Nth, ... mag event
     bool counts = false;     // mag events are raw counts
     bool notify_gyro = false;
-    bool debug = false; // switches the library's debug lines on, unless the customer file switches them off
-    bool quiet = false; // no progress bar
+    bool debug = false;  // switches the library's debug lines on, unless the customer file switches them off
+    bool quiet = false;  // no progress bar
+    bool strict = false; // refuses a recording of which something is strange, after it was read
 };
 
 // What a caller wants to hear; each may be empty.
@@ -29,6 +32,7 @@ struct replay_listener
 {
     std::function<void(std::string_view)> on_log; // "[operation-line]  text", in front of the result that they led to
     std::function<void(const event &)> on_event;
+    plausibility *input = nullptr;                                       // is told of all that is read
     std::function<void(const event &, const sample_result &)> on_result; // of every mag event used
 };
 

@@ -65,6 +65,11 @@ nlohmann::ordered_json spread_of(const running_stats &stats)
 
 void summary::count(const event &e)
 {
+    if (e.kind == sensor::bias)
+    {
+        platform_bias_ = {e.x, e.y, e.z};
+        return;
+    }
     if (events_[0] + events_[1] + events_[2] == 0)
         first_t_ns_ = e.t_ns;
     last_t_ns_ = e.t_ns;
@@ -118,6 +123,12 @@ std::string summary::text(const std::string &recording, const std::optional<std:
     if (true_offset)
         out += fmt::format("  true offset {:.2f}, {:.2f}, {:.2f} µT, missed by {:.2f} µT\n", (*true_offset)[0],
                            (*true_offset)[1], (*true_offset)[2], distance(last_.offset, *true_offset));
+    if (platform_bias_)
+        out += fmt::format("  platform    {:.2f}, {:.2f}, {:.2f} µT is the phone's own offset{}\n",
+                           (*platform_bias_)[0], (*platform_bias_)[1], (*platform_bias_)[2],
+                           last_.radius == 0.0 ? "; none was learnt to compare it with"
+                                               : fmt::format(", {:.2f} µT from the one learnt",
+                                                             distance(last_.offset, *platform_bias_)));
     out += fmt::format("  field norm  raw                {}\n", field(raw_norm_));
     out += fmt::format("              calibrated         {}\n", field(calibrated_norm_));
     if (!graded_norm_.empty())
@@ -139,6 +150,12 @@ nlohmann::ordered_json summary::json(const std::optional<std::array<double, 3>> 
         {"graded_norm_ut", spread_of(graded_norm_)},
         {"events_per_s", static_cast<double>(events_[0] + events_[1] + events_[2]) / wall_seconds_},
     };
+    if (platform_bias_)
+    {
+        out["platform_offset_ut"] = *platform_bias_;
+        if (last_.radius != 0.0)
+            out["offset_to_platform_ut"] = distance(last_.offset, *platform_bias_);
+    }
     if (true_offset)
         out["offset_error_ut"] =
             json_of(published ? std::optional(distance(last_.offset, *true_offset)) : std::nullopt);

@@ -35,6 +35,7 @@ private:
     double seconds(std::int64_t t_ns) const;
 
     std::array<std::uint64_t, 3> events_ = {}; // by sensor
+    std::optional<std::array<double, 3>> platform_bias_;
     std::uint64_t used_ = 0;
     std::int64_t first_t_ns_ = 0, last_t_ns_ = 0;
     calibration_watch calibration_;

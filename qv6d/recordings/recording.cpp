@@ -2,10 +2,10 @@
 
 #include "common/error.h"
 #include "common/text.h"
+#include "recordings/foreign.h"
 
 #include <algorithm>
-#include <charconv>
-#include <cmath>
+#include <filesystem>
 #include <fmt/format.h>
 
 namespace qv6d
@@ -14,156 +14,168 @@ namespace qv6d
 namespace
 {
 
-// The columns of a line, taken from left to right.
-struct columns
+// A source of which the first bytes have been looked at.
+class begun_source : public byte_source
 {
-    const line_reader &lines;
-    std::string_view line, left;
-    std::ptrdiff_t count; // expected
-    std::string_view header;
-
-    void expect_count() const
+public:
+    explicit begun_source(std::unique_ptr<byte_source> rest) : rest_(std::move(rest))
     {
-        const std::ptrdiff_t found = std::count(line.begin(), line.end(), ',') + 1;
-        if (found != count)
-            lines.fail(fmt::format("expected {} columns ({}), found {}", count, header, found));
+        for (std::size_t got = 1; got > 0 && size_ < sizeof begin_; size_ += got)
+            got = rest_->read(begin_ + size_, sizeof begin_ - size_);
     }
 
-    void expect_end() const
+    bool begins_with(std::string_view bytes) const
     {
-        if (!left.empty() || line.back() == ',')
-            expect_count();
+        return std::string_view(begin_, size_).starts_with(bytes);
     }
+
+    std::size_t read(char *to, std::size_t size) override
+    {
+        const std::size_t count = std::min(size, size_ - taken_);
+        if (count == 0)
+            return rest_->read(to, size);
+        std::copy_n(begin_ + taken_, count, to);
+        taken_ += count;
+        return count;
+    }
+
+    const std::string &name() const override
+    {
+        return rest_->name();
+    }
+
+private:
+    std::unique_ptr<byte_source> rest_;
+    char begin_[8] = {};
+    std::size_t size_ = 0, taken_ = 0;
 };
 
-std::string_view take_field(columns *from)
+bool is_folder(const std::string &path)
 {
-    const std::size_t comma = from->left.find(',');
-    const std::string_view field = from->left.substr(0, comma);
-    from->left.remove_prefix(comma == std::string_view::npos ? from->left.size() : comma + 1);
-    return trimmed(field);
+    std::error_code ignored;
+    return path != "-" && std::filesystem::is_directory(path, ignored);
 }
 
-// A number that fills its column, as nearly all do; false with nothing taken otherwise.
-template <typename Number>
-bool take_plain_number(columns *from, Number *value)
+[[noreturn]] void fail_to_recognise(const text_lines &lines, const std::string &first)
 {
-    const char *begin = from->left.data(), *end = begin + from->left.size();
-    const auto [after, status] = std::from_chars(begin, end, *value);
-    if (status != std::errc() || (after != end && *after != ','))
-        return false;
-    from->left.remove_prefix(static_cast<std::size_t>(after - begin) + (after != end ? 1 : 0));
-    return true;
+    lines.fail_at(1, fmt::format("expected the header {} or {}, or a recording of an app that docs/recordings.md lists "
+                                 "(--columns says what the columns of another table are), found \"{}\"",
+                                 EVENT_HEADER, WIDE_HEADER, printable(std::string_view(first).substr(0, 80))));
 }
 
-template <typename Number>
-Number take_number(columns *from, const char *column)
+// The only recording of our own format among the files, or nothing. Throws when there are several.
+std::optional<std::size_t> own_recording(const container &files, const std::string &path)
 {
-    Number value;
-    if (take_plain_number(from, &value))
-        return value;
-    from->expect_count();
-    const std::string_view field = take_field(from);
-    const auto [end, status] = std::from_chars(field.data(), field.data() + field.size(), value);
-    if constexpr (std::is_same_v<Number, float>)
-        if (double wide; status == std::errc::result_out_of_range &&
-                         std::from_chars(field.data(), field.data() + field.size(), wide).ec == std::errc() &&
-                         std::abs(wide) < 1.0)
-            return static_cast<float>(wide); // nearer to zero than any number of this precision
-    if (status == std::errc::result_out_of_range)
-        from->lines.fail(fmt::format("column {}: \"{}\" is too large or too small for a {} number", column, field,
-                                     std::is_integral_v<Number> ? "64-bit" : "single-precision"));
-    if (status != std::errc() || end != field.data() + field.size())
-        from->lines.fail(fmt::format("column {}: expected {}, found \"{}\"", column,
-                                     std::is_integral_v<Number> ? "an integer, nanoseconds" : "a number", field));
-    return value;
-}
-
-sensor take_sensor(columns *from)
-{
-    const std::string_view name = take_field(from);
-    if (name == "mag")
-        return sensor::mag;
-    if (name == "acc")
-        return sensor::acc;
-    if (name != "gyr")
+    std::optional<std::size_t> found;
+    for (std::size_t k = 0; k < files.names().size(); ++k)
     {
-        from->expect_count();
-        from->lines.fail(fmt::format("column sensor: expected acc, gyr or mag, found \"{}\"", name));
+        if (!may_be_table(files.names()[k]))
+            continue;
+        const auto lines = files.open(k);
+        std::string_view first;
+        if (!lines->next(&first) || !is_recording_header(first))
+            continue;
+        if (found)
+            throw error(EXIT_MALFORMED, fmt::format("{}: holds several recordings: name one of them", path));
+        found = k;
     }
-    return sensor::gyr;
-}
-
-event take_event(columns *from, std::int64_t t_ns, sensor kind, const char *const names[3])
-{
-    event e{t_ns, kind, 0, 0, 0};
-    e.x = take_number<float>(from, names[0]);
-    e.y = take_number<float>(from, names[1]);
-    e.z = take_number<float>(from, names[2]);
-    return e;
+    return found;
 }
 
 } // namespace
 
-bool is_recording_header(std::string_view line)
+recording::recording(const std::string &path, const reading_options &options)
 {
-    return trimmed(line) == EVENT_HEADER || trimmed(line) == WIDE_HEADER;
-}
-
-recording::recording(const std::string &path) : lines_(path)
-{
-    std::string_view header;
-    if (!lines_.next(&header))
-        throw error(EXIT_MALFORMED, fmt::format("{}: is empty, expected the header {}", path, EVENT_HEADER));
-    wide_ = trimmed(header) == WIDE_HEADER;
-    if (!is_recording_header(header))
-        lines_.fail(
-            fmt::format("expected the header {} or {}, found \"{}\"", EVENT_HEADER, WIDE_HEADER, header.substr(0, 80)));
-}
-
-bool recording::next(event *e)
-{
-    while (pending_next_ == pending_count_)
-    {
-        std::string_view line;
-        if (!lines_.next(&line))
-            return false;
-        if (!trimmed(line).empty())
-            read_line(line);
-    }
-    *e = pending_[pending_next_++];
-    return true;
-}
-
-void recording::read_line(std::string_view line)
-{
-    static constexpr const char *PLAIN[] = {"x", "y", "z"};
-    static constexpr const char *ACC[] = {"ax", "ay", "az"}, *GYR[] = {"gx", "gy", "gz"}, *MAG[] = {"mx", "my", "mz"};
-    pending_next_ = pending_count_ = 0;
-    columns from{lines_, line, line, wide_ ? 10 : 5, wide_ ? WIDE_HEADER : EVENT_HEADER};
-    const auto t_ns = take_number<std::int64_t>(&from, "t_ns");
-    if (wide_)
-    {
-        pending_[0] = take_event(&from, t_ns, sensor::acc, ACC);
-        pending_[1] = take_event(&from, t_ns, sensor::gyr, GYR);
-        pending_[2] = take_event(&from, t_ns, sensor::mag, MAG);
-    }
+    const reading said(options);
+    if (is_folder(path))
+        open_container(*open_folder(path), path, said);
     else
-    {
-        const sensor kind = take_sensor(&from);
-        pending_[0] = take_event(&from, t_ns, kind, PLAIN);
-    }
-    from.expect_end();
-    check_order(t_ns);
-    pending_count_ = wide_ ? 3 : 1;
+        open_file(path, said);
 }
 
-void recording::check_order(std::int64_t t_ns)
+recording::recording(const container &files, const std::string &path, const reading_options &options)
 {
-    if (any_ && t_ns < last_t_ns_)
-        lines_.fail(fmt::format("expected events in time order, found t_ns {} after {}", t_ns, last_t_ns_));
-    any_ = true;
-    last_t_ns_ = t_ns;
+    open_container(files, path, reading(options));
+}
+
+recording::recording(std::unique_ptr<line_reader> lines, const std::string &file, const reading_options &options)
+{
+    open_lines(std::move(lines), file, reading(options));
+}
+
+void recording::open_file(const std::string &path, const reading &said)
+{
+    auto file = std::make_unique<begun_source>(std::make_unique<input_file>(path, "a recording"));
+    if (file->begins_with("PK\3\4") || file->begins_with("PK\5\6"))
+    {
+        if (path == "-")
+            throw error(EXIT_MALFORMED, "standard input: a zip file is read from a file only: give its name");
+        return open_container(*open_zip(path), path, said);
+    }
+    if (file->begins_with("\xD0\xCF\x11\xE0"))
+        throw error(EXIT_MALFORMED, fmt::format("{}: is a spreadsheet: let the app export CSV", path));
+    const bool packed = file->begins_with("\x1F\x8B");
+    std::unique_ptr<byte_source> bytes = std::move(file);
+    if (packed)
+        bytes = unpack_gzip(std::move(bytes));
+    open_lines(std::make_unique<line_reader>(std::move(bytes), packed ? 0 : size_of_file(path)), path, said);
+}
+
+void recording::open_container(const container &files, const std::string &path, const reading &said)
+{
+    if (const auto own = own_recording(files, path))
+        return open_lines(files.open(*own), files.names()[*own], said);
+    foreign_recording found = read_foreign(files, path, said);
+    origin_ = std::move(found.origin);
+    events_ = std::move(found.events);
+}
+
+void recording::open_lines(std::unique_ptr<line_reader> lines, const std::string &file, const reading &said)
+{
+    auto text = std::make_unique<text_lines>(std::move(lines));
+    const auto &ahead = text->ahead(1);
+    if (ahead.empty())
+        throw error(EXIT_MALFORMED, fmt::format("{}: is empty, expected the header {}", text->name(), EVENT_HEADER));
+    const std::string first = ahead.front();
+    if (is_recording_header(first) && said.columns.empty())
+    {
+        origin_.format = "qv6d";
+        events_ = std::make_unique<own_format>(text->release(), first.find(",sensor,") == std::string::npos, said);
+        return;
+    }
+    auto found = read_foreign(&text, file, said);
+    if (!found)
+        fail_to_recognise(*text, first);
+    origin_ = std::move(found->origin);
+    events_ = std::move(found->events);
+}
+
+bool is_recording(const std::string &path, const reading_options &options)
+{
+    if (path == "-" || is_folder(path) || !options.columns.empty())
+        return true;
+    auto file = std::make_unique<begun_source>(std::make_unique<input_file>(path, "a recording"));
+    if (file->begins_with("PK") || file->begins_with("\x1F\x8B"))
+        return true;
+    auto lines = std::make_unique<line_reader>(std::move(file), 0, line_reader::long_lines::cut);
+    auto text = std::make_unique<text_lines>(std::move(lines));
+    const auto &ahead = text->ahead(1);
+    return !ahead.empty() && (is_recording_header(ahead.front()) || looks_foreign(text.get(), path));
+}
+
+bool is_recording_folder(const std::string &path)
+{
+    if (!is_folder(path))
+        return false;
+    const auto files = open_folder(path);
+    std::size_t own = 0;
+    for (std::size_t k = 0; k < files->names().size(); ++k)
+    {
+        std::string_view first;
+        if (may_be_table(files->names()[k]) && files->open(k)->next(&first) && is_recording_header(first))
+            ++own;
+    }
+    return own == 0 && holds_foreign(*files);
 }
 
 } // namespace qv6d

@@ -1,58 +1,60 @@
-// Recordings: sensor events in time order, as CSV.
+// Recordings: sensor events in time order, from any format that is known.
 #pragma once
 
-#include "common/file.h"
+#include "recordings/container.h"
+#include "recordings/event.h"
+#include "recordings/event_source.h"
+#include "recordings/own_format.h"
+#include "recordings/reading_options.h"
 
 #include <cstdint>
+#include <memory>
 #include <string>
-#include <string_view>
 
 namespace qv6d
 {
 
-enum class sensor
-{
-    acc, // m/s²
-    gyr, // rad/s
-    mag, // microtesla or counts
-};
-
-struct event
-{
-    std::int64_t t_ns;
-    sensor kind;
-    float x, y, z;
-};
-
-inline constexpr std::string_view EVENT_HEADER = "t_ns,sensor,x,y,z";              // one event per line
-inline constexpr std::string_view WIDE_HEADER = "t_ns,ax,ay,az,gx,gy,gz,mx,my,mz"; // all three sensors per line
-
-bool is_recording_header(std::string_view line);
-
-// Events of a recording in either form. Memory does not grow with it.
+// Events of a recording. Memory does not grow with it.
 class recording
 {
 public:
-    explicit recording(const std::string &path);
+    // A file, plain or packed with gzip; a folder or a zip file with a file for each sensor; "-" for standard input.
+    // Everything is open after this. Throws qv6d::error at what is no recording.
+    explicit recording(const std::string &path, const reading_options &options = {});
 
-    // False at the end. Throws qv6d::error at a line that is not an event, before anything of it is handed out.
-    bool next(event *e);
+    // Files that are open already, and one file under its name.
+    recording(const container &files, const std::string &path, const reading_options &options);
+    recording(std::unique_ptr<line_reader> lines, const std::string &file, const reading_options &options);
 
-    const line_reader &lines() const
+    // False at the end. Throws qv6d::error at what is no event, before anything of that line is handed out.
+    bool next(event *e)
     {
-        return lines_;
+        return events_->next(e);
+    }
+
+    const recording_origin &origin() const
+    {
+        return origin_;
+    }
+
+    const event_source &source() const
+    {
+        return *events_;
     }
 
 private:
-    void read_line(std::string_view line);
-    void check_order(std::int64_t t_ns);
+    void open_file(const std::string &path, const reading &said);
+    void open_container(const container &files, const std::string &path, const reading &said);
+    void open_lines(std::unique_ptr<line_reader> lines, const std::string &file, const reading &said);
 
-    line_reader lines_;
-    bool wide_ = false;
-    bool any_ = false;
-    std::int64_t last_t_ns_ = 0;
-    event pending_[3] = {}; // of the line read last
-    int pending_count_ = 0, pending_next_ = 0;
+    recording_origin origin_;
+    std::unique_ptr<event_source> events_;
 };
+
+// Whether the path names a recording rather than another file, by its first lines. Throws when it cannot be read.
+bool is_recording(const std::string &path, const reading_options &options);
+
+// Whether a folder holds the files of one recording, rather than recordings.
+bool is_recording_folder(const std::string &path);
 
 } // namespace qv6d

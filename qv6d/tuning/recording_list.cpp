@@ -3,6 +3,7 @@
 #include "common/error.h"
 #include "common/file.h"
 #include "common/text.h"
+#include "recordings/recording.h"
 #include "tuning/sweep.h"
 
 #include <algorithm>
@@ -124,7 +125,7 @@ std::vector<listed_recording> recordings_of(const std::vector<std::string> &argu
     {
         if (argument.starts_with('@'))
             std::ranges::copy(list_reader(argument.substr(1)).read(), std::back_inserter(all));
-        else if (fs::is_directory(argument, ignored))
+        else if (fs::is_directory(argument, ignored) && !is_recording_folder(argument))
             std::ranges::copy(recordings_in(argument), std::back_inserter(all));
         else
             all.push_back({argument});

@@ -133,13 +133,20 @@ private:
 };
 
 // Says once, before thousands of replays, that a recording cannot be replayed.
-void check_recording(const std::string &path)
+void check_recording(const tune_settings &settings, const std::string &path)
 {
     expect_regular_file(path, "it is read for every combination");
-    recording events(path);
+    recording events(path, settings.reading);
+    plausibility input(settings.counts ? QV6D_MICROTESLA_PER_COUNT : 1.0);
     bool any = false;
     for (event e; events.next(&e);)
+    {
+        input.add(e, events.source().line());
         any = any || e.kind == sensor::mag;
+    }
+    input.close(events.source().remarks());
+    if (settings.strict)
+        input.refuse_findings(path);
     if (!any)
         throw error(EXIT_MALFORMED, fmt::format("{}: holds no mag event, so there is nothing to calibrate", path));
 }
@@ -221,6 +228,7 @@ replay_figures replay_once(const tune_settings &given, const listed_recording &r
 
     replay_settings settings;
     settings.recording = recording.path;
+    settings.reading = given.reading;
     settings.state = folder.string();
     settings.every = every;
     settings.counts = given.counts;
@@ -234,14 +242,14 @@ replay_figures replay_once(const tune_settings &given, const listed_recording &r
 
 } // namespace
 
-void check_recordings(std::vector<listed_recording> *recordings, bool keep_going)
+void check_recordings(tune_settings *settings, bool keep_going)
 {
     std::string first;
     const auto is_bad = [&](const listed_recording &recording)
     {
         try
         {
-            check_recording(recording.path);
+            check_recording(*settings, recording.path);
             return false;
         }
         catch (const error &e)
@@ -253,8 +261,8 @@ void check_recordings(std::vector<listed_recording> *recordings, bool keep_going
             return true;
         }
     };
-    std::erase_if(*recordings, is_bad);
-    if (recordings->empty())
+    std::erase_if(settings->recordings, is_bad);
+    if (settings->recordings.empty())
         throw error(EXIT_MALFORMED, fmt::format("no recording is left: {}", first));
 }
 

@@ -3,6 +3,7 @@
 
 #include "common/sphere.h"
 #include "files/customer_overlay.h"
+#include "recordings/reading_options.h"
 #include "tuning/recording_list.h"
 #include "tuning/reference.h"
 #include "tuning/sweep.h"
@@ -19,7 +20,9 @@ namespace qv6d
 struct tune_settings
 {
     std::vector<listed_recording> recordings;
-    std::string base; // customer file that combinations are laid over; may be empty
+    std::string base;        // customer file that combinations are laid over; may be empty
+    reading_options reading; // what a person says of their format
+    bool strict = false;     // refuses recordings of which something is strange
     bool counts = false;
     bool notify_gyro = false;
     std::size_t jobs = 1; // processes at a time
@@ -50,7 +53,7 @@ struct combination_result
 
 // Throws qv6d::error when a recording is malformed or holds nothing to calibrate. With `keep_going` such recordings are
 // named and left out, as long as others are left.
-void check_recordings(std::vector<listed_recording> *recordings, bool keep_going);
+void check_recordings(tune_settings *settings, bool keep_going);
 
 struct tune_outcome
 {

@@ -57,7 +57,7 @@ write("none.csv", "t_ns,sensor,x,y,z\n0,acc,0,0,9.81\n")
 replayed, = documents("replay", "a.csv", "--json", "--state", "kept", "--true-offset", "120,-45,-300")
 for arguments in ("a.csv",), ("a.csv", "--counts"):
     explained, = documents("explain", *arguments, "--json")
-    for verdict in "calibration", "trust":
+    for verdict in "calibration", "trust", "plausibility":
         assert explained[verdict] == replayed[verdict]
 assert replayed["trust"]["verdict"] == "held"
 fast, = documents("explain", "fast.csv", "--json", "--counts")
