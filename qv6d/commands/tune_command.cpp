@@ -117,16 +117,14 @@ void print_csv(output *out, const tune_report &report)
 
 ordered_json json_of_reference(const listed_recording &recording, const replay_figures &f)
 {
-    const char *source = f.truth.from == reference::source::list     ? "list"
-                         : f.truth.from == reference::source::sphere ? "sphere"
-                                                                     : "none";
-    const bool fitted = f.truth.from == reference::source::sphere;
+    static constexpr const char *SOURCES[] = {"none", "list", "seen"};
+    const bool seen = f.truth.from == reference::source::seen;
     const bool wanted = recording.expected != expectation::does_not_calibrate;
-    return {{"source", source},
+    return {{"source", SOURCES[static_cast<int>(f.truth.from)]},
             {"offset_ut", f.truth.counts() ? ordered_json(f.truth.offset) : ordered_json()},
-            {"radius_ut", fitted ? ordered_json(f.all_events->radius) : ordered_json()},
-            {"residual_ut", fitted ? ordered_json(f.all_events->residual) : ordered_json()},
-            {"text", f.truth.counts() || !wanted ? ordered_json() : null_if_empty(why_no_reference(f.all_events))}};
+            {"radius_ut", seen ? ordered_json(f.truth.radius) : ordered_json()},
+            {"error_ut", seen ? ordered_json(f.truth.error) : ordered_json()},
+            {"text", f.truth.counts() || !wanted ? ordered_json() : null_if_empty(why_no_reference(f.truth))}};
 }
 
 ordered_json json_of_replay(const listed_recording &recording, const replay_figures &f)
@@ -186,25 +184,23 @@ std::vector<std::string> doubts(const tune_arguments &given, const combination_r
     std::vector<std::string> all;
     for (std::size_t i = 0; i < result.replays.size(); ++i)
         if (const replay_figures &f = result.replays[i]; f.meant_to_calibrate && !f.truth.counts())
-            all.push_back(fmt::format("{}: {}, so nothing says how wrong an offset is{}",
-                                      given.settings.recordings[i].path, why_no_reference(f.all_events),
-                                      f.counts ? "" : ": it does not count"));
+            all.push_back(fmt::format("{}: nothing says how wrong an offset is{}. {}",
+                                      given.settings.recordings[i].path, f.counts ? "" : ", so it does not count",
+                                      why_no_reference(f.truth)));
     return all;
 }
 
 void print_references(output *out, const tune_arguments &given, const combination_result &result)
 {
-    out->print("\nReferences, which errors are measured against\n");
+    out->print("\nOffsets that errors are measured against\n");
     for (std::size_t i = 0; i < result.replays.size(); ++i)
     {
         const replay_figures &f = result.replays[i];
         const std::string &path = given.settings.recordings[i].path;
         const auto &[x, y, z] = f.truth.offset;
-        if (f.truth.from == reference::source::sphere)
-            out->print(
-                "  {}: centre of the sphere through all its fields {:.2f}, {:.2f}, {:.2f} µT, radius {:.2f} ± {:.2f} "
-                "µT\n",
-                path, x, y, z, f.all_events->radius, f.all_events->residual);
+        if (f.truth.from == reference::source::seen)
+            out->print("  {}: {:.2f}, {:.2f}, {:.2f} ± {:.2f} µT, as its fields show at the end\n", path, x, y, z,
+                       f.truth.error);
         else if (f.truth.counts())
             out->print("  {}: {:.2f}, {:.2f}, {:.2f} µT, from the list\n", path, x, y, z);
         else
@@ -424,15 +420,15 @@ constexpr const char *TUNE_FOOTER =
     "  must offset=1,2,3 phone-3.csv     both\n"
     "  leave-out broken.csv              it is not used\n"
     "Paths begin at the folder of the list.\n\n"
-    "Without a known offset the error is measured against the sphere through all magnetometer events of the "
-    "recording,\n"
-    "after the soft-iron matrix if there is one. A recording whose events lie on no sphere does not count, unless the\n"
-    "list says what to expect of it.\n\n"
+    "Without a known offset, the recording itself is the judge, as in explain: the error is measured against the "
+    "offset\n"
+    "that its fields show at the end of the base's replay. A recording whose fields show none does not count, unless\n"
+    "the list says what to expect of it.\n\n"
     "Figures:\n"
     "  at grade 3  recordings that showed grade 3\n"
-    "  false       recordings with grade 3 for more than a second while the offset was off by more than 5 µT (or by "
-    "more\n"
-    "              than the sphere's own scatter), and those that must not calibrate and showed grade 3\n"
+    "  false       recordings on which grade 3 was wrong for a second or more: the offset was off by more than 5 µT, "
+    "or\n"
+    "              the recording must not calibrate\n"
     "  time        seconds from the first event to the first grade 3\n"
     "  error       µT from the last published offset to the reference, of recordings that showed grade 3\n"
     "  spread      µT, standard deviation of the calibrated norm while the grade is above 0\n"

@@ -1,11 +1,10 @@
 // What the offset of a replay is measured against, and whether it says anything.
 #pragma once
 
-#include "common/sphere.h"
+#include "trust/trust.h"
 #include "tuning/recording_list.h"
 
 #include <array>
-#include <optional>
 #include <string>
 
 namespace qv6d
@@ -16,14 +15,15 @@ struct reference
 {
     enum class source
     {
-        none,   // nothing that could be trusted: the recording says nothing about errors
-        list,   // the person who made the list knows
-        sphere, // through all magnetometer events
+        none, // the recording says nothing about errors
+        list, // the person who made the list knows
+        seen, // the field itself shows it
     };
 
     source from = source::none;
-    std::array<double, 3> offset = {}; // microtesla
-    double tolerance = 0.0;            // microtesla: an offset that is further off is wrong
+    std::array<double, 3> offset = {};                       // microtesla, at the end of the recording
+    double radius = 0.0, error = 0.0;                        // microtesla, of what was seen
+    unjudged_reason missing = unjudged_reason::never_graded; // why there is none
 
     bool counts() const
     {
@@ -34,10 +34,10 @@ struct reference
     double error_of(const std::array<double, 3> &published) const;
 };
 
-// Decides which references count. `all_events` is the sphere through all magnetometer events of a replay.
-reference reference_of(const listed_recording &recording, const std::optional<sphere> &all_events);
+// Decides which references count: `judged` is what a replay of the recording itself shows.
+reference reference_of(const listed_recording &recording, const trust &judged);
 
 // Why a recording has none.
-std::string why_no_reference(const std::optional<sphere> &all_events);
+std::string why_no_reference(const reference &none);
 
 } // namespace qv6d

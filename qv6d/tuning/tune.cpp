@@ -1,23 +1,21 @@
 #include "tuning/tune.h"
 
+#include "common/bytes.h"
 #include "common/error.h"
 #include "common/file.h"
 #include "common/output.h"
 #include "common/processes.h"
 #include "common/statistics.h"
 #include "common/terminal.h"
-#include "library/configuration.h"
 #include "library/library_log.h"
 #include "library/replay.h"
 #include "library/state_dir.h"
+#include "trust/trust_listener.h"
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 #include <filesystem>
 #include <fmt/format.h>
-#include <type_traits>
-#include <unistd.h>
 
 namespace qv6d
 {
@@ -41,8 +39,7 @@ struct best_stretch
 class figure_taker
 {
 public:
-    figure_taker(bool counts, const listed_recording &recording)
-        : scale_(counts ? QV6D_MICROTESLA_PER_COUNT : 1.0f), recording_(recording)
+    figure_taker(bool counts, const listed_recording &recording) : recording_(recording), trust_(counts)
     {
     }
 
@@ -51,27 +48,31 @@ public:
         replay_listener all;
         all.on_log = [this](std::string_view line) { watch_.take(line); };
         all.on_event = [this](const event &e) { take(e); };
-        all.on_result = [this](const event &, const sample_result &result) { take(result); };
+        all.on_result = [this](const event &e, const sample_result &result)
+        {
+            trust_.on_result(e, result);
+            take(result);
+        };
         return all;
     }
 
     replay_figures figures() const
     {
-        replay_figures f = {};
+        replay_figures f;
         f.time = time_;
         if (graded_)
             f.spread = norm_.stdev();
         f.resets = watch_.resets();
         f.last_grade = last_.grade;
         std::copy_n(last_.offset, 3, f.offset.begin());
-        f.all_events = events_.best();
-        f.truth = reference_of(recording_, f.all_events);
-        const bool published = last_.radius != 0.0;
-        if (published && f.truth.counts())
-            f.error = f.truth.error_of({last_.offset[0], last_.offset[1], last_.offset[2]});
+        const trust judged = trust_.finish();
+        f.truth = reference_of(recording_, judged);
+        f.published = last_.radius != 0.0;
+        f.error = f.error_of_last();
         f.meant_to_calibrate = recording_.expected != expectation::does_not_calibrate;
-        f.wrong_s = wrong_seconds(f.truth);
-        f.falsely_graded = f.wrong_s > GLITCH;
+        const bool known = f.truth.from == reference::source::list || !f.meant_to_calibrate;
+        f.wrong_s = known ? wrong_seconds(f.truth) : judged.wrong;
+        f.falsely_graded = known ? f.wrong_s > GLITCH : judged.verdict == trust_verdict::contradicted;
         return f;
     }
 
@@ -80,10 +81,7 @@ private:
     {
         if (!first_t_ns_)
             first_t_ns_ = e.t_ns;
-        if (e.kind != sensor::mag)
-            return;
-        const auto [x, y, z] = without_soft_iron({e.x * scale_, e.y * scale_, e.z * scale_});
-        events_.add(x, y, z);
+        trust_.on_event(e);
     }
 
     // Time runs from one result to the next.
@@ -101,7 +99,7 @@ private:
         const bool all = recording_.expected == expectation::does_not_calibrate;
         double seconds = 0.0;
         for (const best_stretch &stretch : best_)
-            if (all || (truth.counts() && !(truth.error_of(stretch.offset) <= truth.tolerance)))
+            if (all || !(truth.error_of(stretch.offset) <= OFFSET_WRONG))
                 seconds += stretch.seconds;
         return seconds;
     }
@@ -120,10 +118,9 @@ private:
             time_ = (static_cast<double>(result.t_ns) - static_cast<double>(*first_t_ns_)) / 1e9;
     }
 
-    const float scale_;
     const listed_recording &recording_;
     log_watch watch_;
-    sphere_fit events_;
+    trust_listener trust_;
     std::vector<best_stretch> best_;
     running_stats norm_;
     bool graded_ = false;
@@ -151,34 +148,43 @@ void check_recording(const tune_settings &settings, const std::string &path)
         throw error(EXIT_MALFORMED, fmt::format("{}: holds no mag event, so there is nothing to calibrate", path));
 }
 
-// Of a recording that nothing is known of, and whose events determine no reference, no figure says which combination is
-// better. If all are like that, they decide all the same.
+bool changes_fields(const varied_key &key)
+{
+    return key.name.starts_with("env.simtx");
+}
+
+// All combinations are measured against what the base saw, whichever of them run here. With another soft-iron matrix
+// the offset is another one.
+void share_references(const std::vector<varied_key> &keys, std::vector<combination_result> *results)
+{
+    if (results->empty() || std::ranges::any_of(keys, changes_fields))
+        return;
+    for (combination_result &result : *results)
+        for (std::size_t r = 0; r < result.replays.size(); ++r)
+        {
+            replay_figures &f = result.replays[r];
+            if (const reference &base = results->front().replays[r].truth; base.counts())
+                f.truth = base;
+            f.error = f.error_of_last();
+        }
+}
+
+// Of a recording that nothing is known of, and whose fields show no offset, no figure says which combination is better.
+// If all are like that, they decide all the same.
 void decide_what_counts(const std::vector<listed_recording> &recordings, std::vector<combination_result> *results)
 {
-    std::vector<bool> counts(recordings.size());
-    for (std::size_t r = 0; r < recordings.size(); ++r)
-        counts[r] = recordings[r].expected != expectation::any ||
-                    std::ranges::any_of(*results, [r](const combination_result &result)
-                                        { return result.replays[r].truth.counts(); });
-    const bool none = std::ranges::count(counts, true) == 0;
     for (combination_result &result : *results)
+    {
+        bool any = false;
         for (std::size_t r = 0; r < recordings.size(); ++r)
-            result.replays[r].counts = none || counts[r];
-}
-
-std::string bytes_of(const replay_figures &figures)
-{
-    static_assert(std::is_trivially_copyable_v<replay_figures>);
-    return {reinterpret_cast<const char *>(&figures), sizeof figures};
-}
-
-replay_figures figures_of(const std::string &bytes)
-{
-    replay_figures figures;
-    if (bytes.size() != sizeof figures)
-        throw error(EXIT_UNEXPECTED, fmt::format("a replay's result has {} bytes", bytes.size()));
-    std::memcpy(static_cast<void *>(&figures), bytes.data(), sizeof figures);
-    return figures;
+        {
+            replay_figures &f = result.replays[r];
+            f.counts = f.truth.counts() || recordings[r].expected != expectation::any;
+            any = any || f.counts;
+        }
+        for (replay_figures &f : result.replays)
+            f.counts = f.counts || !any;
+    }
 }
 
 // How many replays are done, on standard error when that is a terminal.
@@ -242,6 +248,12 @@ replay_figures replay_once(const tune_settings &given, const listed_recording &r
 
 } // namespace
 
+std::optional<double> replay_figures::error_of_last() const
+{
+    return published && truth.counts() ? std::optional(truth.error_of({offset[0], offset[1], offset[2]}))
+                                       : std::nullopt;
+}
+
 void check_recordings(tune_settings *settings, bool keep_going)
 {
     std::string first;
@@ -294,7 +306,7 @@ tune_outcome tune(const tune_settings &settings, const customer_overlay &base, c
     { return fmt::format("combination {} with {}", result_of(i).what.number, recording_of(i).path); };
     work.take = [&](std::size_t i, const std::string &bytes)
     {
-        result_of(i).replays[i % per_combination] = figures_of(bytes);
+        result_of(i).replays[i % per_combination] = from_bytes<replay_figures>(bytes);
         --missing[i / per_combination];
         done.count();
     };
@@ -310,6 +322,7 @@ tune_outcome tune(const tune_settings &settings, const customer_overlay &base, c
         std::size_t k = 0;
         std::erase_if(results, [&](const combination_result &) { return missing[k++] > 0; });
     }
+    share_references(keys, &results);
     decide_what_counts(settings.recordings, &results);
     return outcome;
 }

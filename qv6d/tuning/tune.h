@@ -1,7 +1,6 @@
 // Replays under every combination of a sweep, and what each came to.
 #pragma once
 
-#include "common/sphere.h"
 #include "files/customer_overlay.h"
 #include "recordings/reading_options.h"
 #include "tuning/recording_list.h"
@@ -34,15 +33,18 @@ struct replay_figures
     std::optional<double> time;   // s from the first event to the first grade 3
     std::optional<double> error;  // microtesla, last published offset to the reference
     std::optional<double> spread; // microtesla, standard deviation of the calibrated norm while the grade is above 0
-    std::uint64_t resets;
-    int last_grade;
-    std::array<float, 3> offset;
-    std::optional<sphere> all_events; // through all magnetometer events, after the soft-iron matrix in force
-    reference truth;
-    double wrong_s;      // at grade 3 with a wrong offset; of a recording that must not calibrate, all at grade 3
-    bool falsely_graded; // for longer than a glitch
+    std::uint64_t resets = 0;
+    int last_grade = 0;
+    std::array<float, 3> offset = {};
+    bool published = false; // the offset
+    reference truth = {};
+    double wrong_s = 0.0; // at grade 3 with a wrong offset; of a recording that must not calibrate, all at grade 3
+    bool falsely_graded = false; // for longer than a glitch
     bool meant_to_calibrate = true;
     bool counts = true; // the recording decides the rank
+
+    // None without an offset or a reference.
+    std::optional<double> error_of_last() const;
 };
 
 struct combination_result

@@ -28,7 +28,7 @@ done
 # A base that sends the record files elsewhere must not make combinations share them.
 printf '# mine\nhcal.rbufsize=30\nenv.cfgbak=%s/shared.cfg\nenv.datbak=%s/shared.dat\nnonsense=1\n' "$work" "$work" >base.cfg
 qv6d tune a.csv --base base.cfg --key hcal.rbufsize=20,25 --csv --best best.cfg >based.csv 2>complaints
-qv6d tune a.csv --key hcal.rbufsize=20,25 --csv | cmp - based.csv
+diff <(qv6d tune a.csv --key hcal.rbufsize=20,25 --csv | cut -d, -f 1-8) <(cut -d, -f 1-8 based.csv)
 [ -z "$(find . -name 'shared.*')" ]
 grep -q "^env.datbak=$work" best.cfg
 grep "base.cfg: the library says \"Could not parse 'nonsense = 1'\"" complaints
@@ -68,7 +68,7 @@ qv6d tune a.csv --key 'env.simtx[0][0]=1,1.05' --csv | awk -F, 'NR > 1 && !($9 <
 
 # A hopeless recording says so, and so does a process that dies: a limit on files kills whatever writes one.
 qv6d tune still.csv --every 1 2>err
-grep 'still.csv: the samples do not lie on one sphere' err
+grep 'still.csv: nothing says how wrong an offset is. ' err
 grep 'no combination ever showed a grade above 0' err
 ends 1 "with a.csv died: signal" \
     bash -c 'set -o pipefail; (ulimit -f 0; qv6d tune a.csv --every 1 2>&1) | cat'

@@ -87,7 +87,7 @@ TEST(Sweep, ShardsCoverTheWholeOnce)
 static qv6d::replay_figures figures(std::optional<double> time, std::optional<double> error,
                                     std::optional<double> spread, std::uint64_t resets)
 {
-    qv6d::replay_figures f = {};
+    qv6d::replay_figures f;
     f.time = time;
     f.error = error;
     f.spread = spread;
