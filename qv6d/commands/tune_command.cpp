@@ -212,17 +212,8 @@ class result_table
 {
 public:
     explicit result_table(const tune_report &report)
-        : report_(report), several_(report.given.settings.recordings.size() > 1)
+        : report_(report), several_(report.given.settings.recordings.size() > 1), rows_(1, header())
     {
-        rows_ = {{"rank", "every"}};
-        for (const varied_key &key : report.space.keys())
-            rows_[0].push_back(key.name);
-        add_to(&rows_[0], {"at grade 3", "false", "grade 3 after s"});
-        if (several_)
-            add_to(&rows_[0], {"error median", "90 %", "worst µT"});
-        else
-            add_to(&rows_[0], {"error µT"});
-        add_to(&rows_[0], {"spread µT", "resets"});
     }
 
     void add(const std::string &place, const combination_result &result)
@@ -254,6 +245,20 @@ public:
     }
 
 private:
+    std::vector<std::string> header() const
+    {
+        std::vector<std::string> names = {"rank", "every"};
+        for (const varied_key &key : report_.space.keys())
+            names.push_back(key.name);
+        add_to(&names, {"at grade 3", "false", "grade 3 after s"});
+        if (several_)
+            add_to(&names, {"error median", "90 %", "worst µT"});
+        else
+            add_to(&names, {"error µT"});
+        add_to(&names, {"spread µT", "resets"});
+        return names;
+    }
+
     static void add_to(std::vector<std::string> *row, std::initializer_list<std::string> cells)
     {
         row->insert(row->end(), cells);
