@@ -56,7 +56,8 @@ void add_reading(CLI::App *command, reading_options *reading, bool *strict)
     command->add_option(
         "--columns", reading->columns,
         "What the columns of a table are, by place (t,mx,my,mz,-,ax,ay,az) or by name (t=Time,mx=HX,...)");
-    command->add_option("--time-unit", reading->time_unit, "Unit of the input's times: s, ms, us, ns");
+    command->add_option("--time-unit", reading->time_unit, "Unit of the input's times")
+        ->check(CLI::IsMember({"s", "ms", "us", "ns"}));
     command->add_option("--delimiter", reading->delimiter,
                         "What stands between the columns: one character, or comma, semicolon, tab, space");
     command->add_option("--unit", reading->units, std::string("Units of the input's values: ") + UNIT_NAMES)

@@ -140,7 +140,7 @@ private:
     std::string json(const std::optional<std::array<double, 3>> &truth) const
     {
         nlohmann::ordered_json document = json_document("replay");
-        document["input"] = json_of(input_of(given_.settings, "qv6d"));
+        document["input"] = json_of(input_of(given_.settings, input_.origin().format));
         document.update(summary_.json(truth));
         document["trust"] = json_of(grade_trust_);
         document["plausibility"] = input_.json();
@@ -248,6 +248,7 @@ constexpr const char *REPLAY_FOOTER =
     "A recording is a CSV file in time order. A line has one event or all three sensors:\n"
     "  t_ns,sensor,x,y,z                    sensor is acc (m/s²), gyr (rad/s) or mag (µT)\n"
     "  t_ns,ax,ay,az,gx,gy,gz,mx,my,mz\n"
+    "Files, zip files and folders of phone apps are read as they are: `qv6d import` says what is in them.\n"
     "Rows of results go to --output. Without it they go to standard output, unless that is a terminal.\n\n"
     "Examples:\n"
     "  qv6d replay phone.csv                         show a summary of the calibration\n"

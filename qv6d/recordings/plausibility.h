@@ -53,6 +53,11 @@ public:
     void open(const recording_origin &origin);
     void close(const std::vector<remark> &remarks);
 
+    const recording_origin &origin() const
+    {
+        return origin_;
+    }
+
     // `line` of the event in its file.
     void add(const event &e, std::uint64_t line);
 

@@ -84,6 +84,9 @@ for within, code in ("12", 0), ("11", 6):
     assert required["required"]["met"] == (code == 0)
 documents("replay", "jump.csv", "--json", "--require-grade", "3", code=6)
 
+imported, = documents("import", "a.csv", "--json")
+assert imported["plausibility"] == replayed["plausibility"] and imported["plausibility"]["findings"] == []
+
 files = [f"kept/qvalgo-cust.{kind}" for kind in ("cfgbak", "datbak")]
 for file in files:
     documents("inspect", file, "--json")
