@@ -145,6 +145,29 @@ on_a_terminal() { TERM=xterm script -qec "$1" /dev/null; }
 not grep $'\033' <<<"$(NO_COLOR=1 on_a_terminal "qv6d check odd.cfg; qv6d tune || true")"
 not grep $'\033' <<<"$(TERM=xterm qv6d check odd.cfg || true)"
 
+# What another program wrote is replayed, explained and tuned as it is; a copy in our format says the same.
+mkdir logger
+for sensor in acc,TotalAcceleration mag,MagnetometerUncalibrated gyr,Gyroscope; do
+    awk -F, -v OFS=, -v s="${sensor%,*}" 'NR == 1 { print "time,seconds_elapsed,z,y,x" }
+        $2 == s { print $1, 0, $5, $4, $3 }' a.csv >"logger/${sensor#*,}.csv"
+done
+qv6d import logger --output imported.csv >found
+grep -q 'Sensor Logger: acc 50 Hz, gyr 50 Hz, mag 50 Hz; nothing is strange' found
+qv6d replay imported.csv | cmp - <(qv6d replay logger 2>err)
+qv6d explain logger --counts | cmp - <(qv6d explain imported.csv --counts)
+qv6d tune logger --every 1 --csv >tuned
+{ printf 'UncalMag,0,%d,120,0,0,1,2,3\n' 5 10000005; echo 'UncalAccel,0,7,0,0,1,0,0,0'; } | qv6d replay - --json >bias.json
+[ "$(json bias.json platform_offset_ut)" = '[1.0,2.0,3.0]' ]
+[ "$(json bias.json code)" = '"acc_in_g"' ]
+gzip -k a.csv
+qv6d import - --output - <a.csv.gz 2>err | cmp - <(qv6d import a.csv -o - 2>err)
+sed 's/,mag,/000,mag,/; s/,acc,/000,acc,/; s/,gyr,/000,gyr,/' a.csv >slow.csv
+for command in replay explain import 'tune --every 1'; do
+    ends 3 "refused by --strict: acc has 0.05 events a second" qv6d $command slow.csv --strict
+done
+ends 2 "a.csv: is read, and would be overwritten" qv6d import a.csv --output a.csv
+ends 3 "standard input: a zip file is read from a file only" bash -c "printf 'PK\3\4' | qv6d import -"
+
 # An interrupted run leaves nothing.
 mkfifo events
 qv6d replay - --output int.csv <events 2>int.err &
