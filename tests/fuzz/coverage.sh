@@ -5,7 +5,7 @@ set -euo pipefail
 build=$1 kept=$2
 llvm=$(dirname "$(readlink -f "$(command -v clang)")")
 profiles=() objects=()
-for target in customer_file record_files calls service; do
+for target in customer_file record_files calls service recordings; do
     program=$build/tests/fuzz/fuzz_$target
     LLVM_PROFILE_FILE=$build/$target.profraw "$program" -runs=0 "$kept/corpus/$target" "$kept/seeds/$target" 2>/dev/null
     profiles+=("$build/$target.profraw")

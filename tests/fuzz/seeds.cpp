@@ -84,12 +84,49 @@ static void write_service()
     write("service/samples", day + std::string(200, '\x33'));
 }
 
+// How a seed begins is read_as() in recordings.cpp: one file is 2, a folder 1; then options, then the number of a name.
+static void write_recordings()
+{
+    std::string dictionary;
+    for (const char *word : {"time,seconds_elapsed,z,y,x", "UncalMag,", "UncalAccel,", "elapsedRealtimeNanos",
+                             "Time (s)", "Magnetic field x (uT)", "t_ns,sensor,x,y,z", "1750935420084093400",
+                             "9223372036854775807", "1e-400", "nan", "sep=;", "platform,standardisation", "ios,false"})
+        dictionary += '"' + std::string(word) + "\"\n";
+    write("recordings.dict", dictionary);
+    const std::string rows =
+        "time,seconds_elapsed,z,y,x\n1750935420084093400,0.1,3,2,1\n1750935420094093400,0.2,3,2,1\n";
+    const auto in_folder = [&](char name, const std::string &text) {
+        return std::string{name, static_cast<char>(text.size() % 256), static_cast<char>(text.size() / 256)} + text;
+    };
+    write("recordings/logger", std::string("\1\0", 2) + in_folder(0, rows) + in_folder(1, rows) + in_folder(3, rows) +
+                                   in_folder(4, rows) + in_folder(5, "platform,standardisation\nios,false\n"));
+    write("recordings/senslogs", std::string("\1\0", 2) + in_folder(7, "1.0 1 2 3 4 5 6\n1.01 1 2 3 4 5 6\n") +
+                                     in_folder(8, "1.0 0 0 -1\n1.01 0 0 -1\n"));
+    write("recordings/gnss",
+          std::string("\2\0\x9", 3) + "# UncalMag,a\nUncalMag,17,18,1,2,3,4,5,6\nUncalAccel,17,19,1,2,3\n");
+    write("recordings/phyphox", std::string("\2\0\xA", 3) +
+                                    "\"Time (s)\";\"Magnetic field x (uT)\";\"Magnetic field y "
+                                    "(uT)\";\"Magnetic field z (uT)\"\n0,01;1,5;2;3\n0,02;1;2;3\n");
+    write("recordings/plain", std::string("\2\0\xB", 3) + "x,y,z,t\n1,2,3,10\n4,5,6,20\n");
+    write("recordings/own", std::string("\2\x28\xA", 3) + "t_ns,sensor,x,y,z\n0,mag,1,2,3\n1,bias,1,2,3\n");
+    // One stored file, mag.csv.
+    write("recordings/zip",
+          std::string("\0\0"
+                      "PK\003\004\024\000\000\000\000\000\000\000!\000\374\004~\363\032\000\000\000\032\000\000"
+                      "\000\007\000\000\000mag.csvx,y,z,t\n1,2,3,10\n4,5,6,20\nPK\001\002\024\003\024\000\000"
+                      "\000\000\000\000\000!\000\374\004~\363\032\000\000\000\032\000\000\000\007\000\000\000"
+                      "\000\000\000\000\000\000\000\000\200\001\000\000\000\000mag.csvPK\005\006\000\000\000"
+                      "\000\001\000\001\0005\000\000\000\?\000\000\000\000\000",
+                      140));
+}
+
 int main()
 {
-    for (const char *target : {"customer_file", "record_files", "calls", "service"})
+    for (const char *target : {"customer_file", "record_files", "calls", "service", "recordings"})
         std::filesystem::create_directories(target);
     write_customer_files();
     write_record_files();
     write_calls();
     write_service();
+    write_recordings();
 }
