@@ -14,7 +14,7 @@ import links
 
 # The order of the pages; what is in docs/ and not here stands at the end of INSIDE.
 USE = ["docs/integration.md", "docs/deployment.md", "docs/table.md", "docs/tuning.md", "docs/accuracy.md",
-       "docs/qv6d.md", "docs/json.md"]
+       "docs/recordings.md", "docs/qv6d.md", "docs/json.md"]
 INSIDE = ["docs/algorithm.md", "docs/architecture.md", "docs/file-formats.md", "docs/same-bits.md",
           "docs/performance.md", "docs/soak.md"]
 PROJECT = ["CONTRIBUTING.md", "CHANGELOG.md", "SECURITY.md"]
