@@ -1,8 +1,6 @@
 // What a recording consists of.
 #pragma once
 
-#include <array>
-#include <cstddef>
 #include <cstdint>
 
 namespace qv6d
@@ -16,11 +14,20 @@ enum class sensor
     bias, // microtesla: the platform's own hard-iron offset, in recordings that carry it. Never fed to the library.
 };
 
-inline constexpr std::array<const char *, 4> SENSOR_NAMES = {"acc", "gyr", "mag", "bias"};
-
 constexpr const char *name(sensor kind)
 {
-    return SENSOR_NAMES[static_cast<std::size_t>(kind)];
+    switch (kind)
+    {
+    case sensor::acc:
+        return "acc";
+    case sensor::gyr:
+        return "gyr";
+    case sensor::mag:
+        return "mag";
+    case sensor::bias:
+        break;
+    }
+    return "bias";
 }
 
 struct event

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <fmt/format.h>
 #include <functional>
+#include <iterator>
 #include <map>
 
 namespace qv6d
@@ -114,6 +115,7 @@ public:
                 wanted[from.candidate].push_back({from.part, sensor_of(what)});
         }
         std::vector<std::unique_ptr<sample_stream>> streams;
+        streams.reserve(wanted.size() + 1);
         for (const auto &[c, parts] : wanted)
             streams.push_back(read_table(open_(c), candidates_[c].plan, parts));
         if (summed_)
@@ -224,8 +226,7 @@ std::optional<bool> opposite_by_metadata(const container &files)
         if (!lines->next(&line))
             return std::nullopt;
         split(line, ',', &fields);
-        for (const std::string_view field : fields)
-            header.push_back(normalised(field));
+        std::transform(fields.begin(), fields.end(), std::back_inserter(header), normalised);
         if (!lines->next(&line))
             return std::nullopt;
         split(line, ',', &fields);
