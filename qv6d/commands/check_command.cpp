@@ -148,11 +148,6 @@ void print_defaults(output *out)
         print_key(out, key, defaults, start);
 }
 
-std::string markdown_unit(const std::string &unit)
-{
-    return unit == "uT" ? "µT" : unit == "m/s2" ? "m/s²" : unit;
-}
-
 // The reference of docs/tuning.md.
 void print_markdown(output *out)
 {
@@ -164,7 +159,7 @@ void print_markdown(output *out)
         const std::string value = value_text(field, start);
         const bool same = same_value(field, defaults, start);
         out->print("| `{}` | {}{} | {} | {}{} |\n", key.name, value,
-                   same ? "" : fmt::format(" ({})", value_text(field, defaults)), markdown_unit(field.unit),
+                   same ? "" : fmt::format(" ({})", value_text(field, defaults)), field.unit,
                    field.meaning.empty() ? "the same row" : field.meaning,
                    key.compared ? "" : "; a change keeps the stored calibration");
     }

@@ -31,18 +31,18 @@ struct block
 constexpr key_kind REAL = key_kind::real, INTEGER = key_kind::integer;
 
 constexpr block BACKUP_BLOCKS[] = {
-    {"rlsm.bak.x", offsetof(qvstorage_bak, hcal.rlsm.x), REAL, 1, 4, "uT, uT2",
+    {"rlsm.bak.x", offsetof(qvstorage_bak, hcal.rlsm.x), REAL, 1, 4, "µT, µT²",
      "state of the recursive fit: centre, and radius squared less the centre's norm squared"},
     {"rlsm.bak.p", offsetof(qvstorage_bak, hcal.rlsm.p), REAL, 4, 4, "", "covariance of rlsm.bak.x"},
-    {"rlsm.bak.offset", offsetof(qvstorage_bak, hcal.rlsm.offset), REAL, 1, 3, "uT", "centre after the last step"},
-    {"rlsm.bak.radius", offsetof(qvstorage_bak, hcal.rlsm.radius), REAL, 1, 1, "uT", "radius after the last step"},
+    {"rlsm.bak.offset", offsetof(qvstorage_bak, hcal.rlsm.offset), REAL, 1, 3, "µT", "centre after the last step"},
+    {"rlsm.bak.radius", offsetof(qvstorage_bak, hcal.rlsm.radius), REAL, 1, 1, "µT", "radius after the last step"},
     {"rlsm.bak.stabled", offsetof(qvstorage_bak, hcal.rlsm.stabled), INTEGER, 1, 1, "", "whether the fit has settled"},
     {"rlsm.bak.runlevel", offsetof(qvstorage_bak, hcal.rlsm.runlevel), INTEGER, 1, 1, "", "how far the fit has come"},
     {"hcal.bak.calibrated", offsetof(qvstorage_bak, hcal.status.calibrated), INTEGER, 1, 1, "",
      "whether an offset has been validated"},
-    {"hcal.bak.rep_offset", offsetof(qvstorage_bak, hcal.status.rep_offset), REAL, 1, 3, "uT",
+    {"hcal.bak.rep_offset", offsetof(qvstorage_bak, hcal.status.rep_offset), REAL, 1, 3, "µT",
      "published hard-iron offset"},
-    {"hcal.bak.rep_radius", offsetof(qvstorage_bak, hcal.status.rep_radius), REAL, 1, 1, "uT",
+    {"hcal.bak.rep_radius", offsetof(qvstorage_bak, hcal.status.rep_radius), REAL, 1, 1, "µT",
      "published sphere radius"},
     {"hcal.bak.rep_accuracy", offsetof(qvstorage_bak, hcal.status.rep_accuracy), INTEGER, 1, 1, "", "published grade"},
     {"hcal.bak.dummycnt", offsetof(qvstorage_bak, hcal.status.dummycnt), INTEGER, 1, 1, "buffers",
@@ -53,11 +53,11 @@ constexpr block BACKUP_BLOCKS[] = {
      "motion class of the last cycle"},
     {"hcal.bak.motion_result", offsetof(qvstorage_bak, hcal.status.motion_result), INTEGER, 1, 1, "",
      "judgement of the last buffer"},
-    {"hcal.bak.uncanceled", offsetof(qvstorage_bak, hcal.status.uncanceled), REAL, 1, 3, "uT",
+    {"hcal.bak.uncanceled", offsetof(qvstorage_bak, hcal.status.uncanceled), REAL, 1, 3, "µT",
      "field of the last cycle"},
-    {"hcal.bak.canceled", offsetof(qvstorage_bak, hcal.status.canceled), REAL, 1, 3, "uT",
+    {"hcal.bak.canceled", offsetof(qvstorage_bak, hcal.status.canceled), REAL, 1, 3, "µT",
      "the same without the offset, smoothed"},
-    {"hcal.bak.enholicoff", offsetof(qvstorage_bak, hcal.status.enholicoff), REAL, 1, 3, "uT",
+    {"hcal.bak.enholicoff", offsetof(qvstorage_bak, hcal.status.enholicoff), REAL, 1, 3, "µT",
      "enhanced offset: always zero"},
     {"fusion.bak.ts", offsetof(qvstorage_bak, fusion.ts), REAL, 1, 1, "s", "time of the last update; -1 when fresh"},
     {"fusion.bak.ps", offsetof(qvstorage_bak, fusion.ps), REAL, 3, 3, "", "carried only"},
@@ -98,14 +98,20 @@ std::vector<record_field> backup_fields()
     return fields;
 }
 
+// The library's table of keys is plain ASCII.
+std::string shown_unit(std::string_view unit)
+{
+    return unit == "uT" ? "µT" : unit == "m/s2" ? "m/s²" : std::string(unit);
+}
+
 std::vector<record_field> configuration_fields()
 {
     constexpr record_type type = record_type::configuration;
     std::vector<record_field> fields = {
 #define FIELD(field, kind, unit, meaning)                                                                              \
-    {type, #field, offsetof(qvstorage_cfg, field), key_kind::kind, unit, meaning, false},
+    {type, #field, offsetof(qvstorage_cfg, field), key_kind::kind, shown_unit(unit), meaning, false},
 #define KEY(field, kind, compared, unit, meaning)                                                                      \
-    {type, #field, offsetof(qvstorage_cfg, field), key_kind::kind, unit, meaning, true},
+    {type, #field, offsetof(qvstorage_cfg, field), key_kind::kind, shown_unit(unit), meaning, true},
 #include "storage/qvstorage_keys.def"
 #undef KEY
 #undef FIELD

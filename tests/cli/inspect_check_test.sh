@@ -33,10 +33,10 @@ ends 3 '"verdict": "not_all_taken"' qv6d check --json bad.cfg
 
 # Record files are shown.
 ends 0 "$dat: data backup, intact, 490 bytes" qv6d inspect $dat
-grep -qE '^ +213  hcal.bak.rep_offset +12[0-9.]+ +-4[0-9.]+ +-(29|30)[0-9.]+ +uT$' out
+grep -qE '^ +213  hcal.bak.rep_offset +12[0-9.]+ +-4[0-9.]+ +-(29|30)[0-9.]+ +µT$' out
 grep -qE '^ +261  hcal.bak.motion_result +1[678] +(UNKNOWN|READY|NOISE2)' out
 qv6d inspect - <$cfg >shown
-grep -q '^\* *85  env.accthr *0.06 *m/s2 *default 0.0299' shown
+grep -q '^\* *85  env.accthr *0.06 *m/s² *default 0.0299' shown
 grep -qE '^ +305  hcal.rbufsize +25 +samples$' shown
 qv6d inspect --json $cfg >inspect.json
 [ "$(grep -c '"record_offset"' inspect.json)" -eq 53 ]
