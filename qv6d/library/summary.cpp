@@ -44,6 +44,19 @@ const char *word(start_kind started)
     return "fresh";
 }
 
+const char *reservation(offset_state state)
+{
+    switch (state)
+    {
+    case offset_state::unvalidated:
+        return "; never validated: it may be far off";
+    case offset_state::discarded:
+        return "; thrown away by a reset, and still published";
+    default:
+        return "";
+    }
+}
+
 double norm(const std::array<double, 3> &v)
 {
     return std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]);
@@ -89,7 +102,8 @@ void summary::add(const sample_result &result, const std::array<double, 3> &raw_
     calibration_.add(sample_of(result, seconds(result.t_ns), resets));
     const double calibrated = norm({result.calibrated[0], result.calibrated[1], result.calibrated[2]});
     raw_norm_.add(norm(raw_field));
-    calibrated_norm_.add(calibrated);
+    if (calibration_.offset() != offset_state::none) // before that, the field calibrated with nothing
+        calibrated_norm_.add(calibrated);
     if (result.grade > QV6D_GRADE_UNRELIABLE)
         graded_norm_.add(calibrated);
 }
@@ -99,6 +113,22 @@ void summary::finish(const log_watch &log, double wall_seconds)
     resets_ = log.resets();
     started_ = log.started();
     wall_seconds_ = wall_seconds;
+}
+
+std::string summary::offset_text(const std::optional<std::array<double, 3>> &true_offset) const
+{
+    const offset_state state = calibration_.offset();
+    const auto xyz = [](const auto &v) { return fmt::format("{:.2f}, {:.2f}, {:.2f} µT", v[0], v[1], v[2]); };
+    std::string out = "  offset      none was published\n";
+    if (state != offset_state::none)
+        out =
+            fmt::format("  offset      {}, radius {:.1f} µT{}\n", xyz(last_.offset), last_.radius, reservation(state));
+    if (true_offset)
+        out += fmt::format("  true offset {}{}\n", xyz(*true_offset),
+                           state == offset_state::none
+                               ? ""
+                               : fmt::format(", missed by {:.2f} µT", distance(last_.offset, *true_offset)));
+    return out;
 }
 
 std::string summary::text(const std::string &recording, const std::optional<std::array<double, 3>> &true_offset) const
@@ -118,11 +148,7 @@ std::string summary::text(const std::string &recording, const std::optional<std:
     out += fmt::format("  grade       last {}; first shown: {}, {}, {}\n", last_.grade, first(QV6D_GRADE_LOW),
                        first(QV6D_GRADE_MEDIUM), first(QV6D_GRADE_BEST));
     out += fmt::format("  resets      {}\n", resets_);
-    out += fmt::format("  offset      {:.2f}, {:.2f}, {:.2f} µT, radius {:.1f} µT\n", last_.offset[0], last_.offset[1],
-                       last_.offset[2], last_.radius);
-    if (true_offset)
-        out += fmt::format("  true offset {:.2f}, {:.2f}, {:.2f} µT, missed by {:.2f} µT\n", (*true_offset)[0],
-                           (*true_offset)[1], (*true_offset)[2], distance(last_.offset, *true_offset));
+    out += offset_text(true_offset);
     if (platform_bias_)
         out += fmt::format("  platform    {:.2f}, {:.2f}, {:.2f} µT is the phone's own offset{}\n",
                            (*platform_bias_)[0], (*platform_bias_)[1], (*platform_bias_)[2],
@@ -130,7 +156,8 @@ std::string summary::text(const std::string &recording, const std::optional<std:
                                                : fmt::format(", {:.2f} µT from the one learnt",
                                                              distance(last_.offset, *platform_bias_)));
     out += fmt::format("  field norm  raw                {}\n", field(raw_norm_));
-    out += fmt::format("              calibrated         {}\n", field(calibrated_norm_));
+    if (!calibrated_norm_.empty())
+        out += fmt::format("              calibrated         {}\n", field(calibrated_norm_));
     if (!graded_norm_.empty())
         out += fmt::format("              while grade above 0{}\n", field(graded_norm_));
     out += fmt::format("  speed       {:.0f} events/s\n", static_cast<double>(total) / wall_seconds_);

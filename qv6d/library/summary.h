@@ -33,6 +33,7 @@ public:
 
 private:
     double seconds(std::int64_t t_ns) const;
+    std::string offset_text(const std::optional<std::array<double, 3>> &true_offset) const;
 
     std::array<std::uint64_t, 3> events_ = {}; // by sensor
     std::optional<std::array<double, 3>> platform_bias_;
@@ -40,7 +41,7 @@ private:
     std::int64_t first_t_ns_ = 0, last_t_ns_ = 0;
     calibration_watch calibration_;
     sample_result last_ = {};
-    running_stats raw_norm_, calibrated_norm_, graded_norm_;
+    running_stats raw_norm_, calibrated_norm_, graded_norm_; // calibrated while an offset is published
     std::uint64_t resets_ = 0;
     start_kind started_ = start_kind::fresh;
     double wall_seconds_ = 0.0;
