@@ -10,8 +10,10 @@
 #include "explain/happenings.h"
 #include "explain/verdict.h"
 #include "page/page_file.h"
+#include "page/run_facts.h"
 #include "trust/words.h"
 
+#include <filesystem>
 #include <fmt/format.h>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -124,14 +126,18 @@ void run_explain(const explain_arguments &given)
         counts.add(c);
         page.add(c);
     };
-    const cycle_source source = read_cycles(given.settings, given.log_rate, on_cycle);
+    const cycle_source source =
+        read_cycles(given.settings, given.log_rate, {on_cycle, [&](const event &e) { page.add(e); }, {}});
     const findings found = find_by_replaying(counts, source, given.settings);
     if (given.json)
         print_json(&out, given, found, told.entries(source.timed));
     else
         print_findings(&out, given, found);
     out.finish();
-    page.finish(found, given.settings.recording);
+    page_facts facts = {std::filesystem::path(given.settings.recording).filename().string()};
+    if (page.wanted())
+        facts.run = run_facts(given.settings);
+    page.finish(found, facts);
 }
 
 constexpr const char *EXPLAIN_FOOTER =

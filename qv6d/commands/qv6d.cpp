@@ -4,6 +4,7 @@
 #include "commands/completion.h"
 #include "common/error.h"
 #include "common/interrupt.h"
+#include "common/invocation.h"
 #include "common/terminal.h"
 #include "common/text.h"
 #include "qv6dalgo.h"
@@ -116,6 +117,7 @@ static word_list without_help_command(const CLI::App &app, const word_list &argu
 int main(int argc, char **argv)
 {
     const qv6d::interrupt_guard interrupts;
+    qv6d::keep_command_line(argc, argv);
     std::signal(SIGPIPE, SIG_IGN); // a reader that leaves shows as a write that fails
     CLI::App app("qv6d: replay, explain and simulate sensor recordings for libqv6dalgo", "qv6d");
     app.set_version_flag("-V,--version", "qv6d " QV6D_VERSION, "Print the library's version");

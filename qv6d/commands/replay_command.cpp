@@ -3,6 +3,7 @@
 #include "commands/commands.h"
 #include "commands/completion.h"
 #include "commands/options.h"
+#include "commands/replay_many.h"
 #include "common/error.h"
 #include "common/json_document.h"
 #include "common/output.h"
@@ -14,11 +15,13 @@
 #include "library/replay.h"
 #include "library/summary.h"
 #include "page/page_file.h"
+#include "page/run_facts.h"
 #include "trust/trust_listener.h"
 #include "trust/words.h"
 
 #include <chrono>
 #include <cmath>
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -34,6 +37,7 @@ namespace
 struct replay_arguments
 {
     replay_settings settings;
+    std::vector<std::string> recordings, configs;
     std::string output; // rows; empty: standard output unless that is a terminal
     std::string log;
     std::string report;
@@ -95,8 +99,11 @@ public:
     {
         grade_trust_ = trust_.finish();
         if (page_.wanted())
-            page_.finish(find_by_replaying(counts_, cycles_.finish(given_.settings, grade_trust_), given_.settings),
-                         given_.settings.recording);
+        {
+            cycle_source source = cycles_.finish(given_.settings, grade_trust_);
+            source.input = input_;
+            page_.finish(find_by_replaying(counts_, source, given_.settings), facts());
+        }
         if (rows_)
             rows_->finish();
         if (log_)
@@ -170,8 +177,18 @@ private:
             log_->print("E/qvalgo: {}\n", line);
     }
 
+    page_facts facts() const
+    {
+        page_facts known = {std::filesystem::path(given_.settings.recording).filename().string()};
+        known.run = run_facts(given_.settings);
+        if (given_.truth_known)
+            known.true_offset = given_.true_offset;
+        return known;
+    }
+
     void take(const event &e)
     {
+        page_.add(e);
         summary_.count(e);
         cycles_.on_event(e);
         trust_.on_event(e);
@@ -231,6 +248,32 @@ void refuse_conflicts(const replay_arguments &given)
     refuse_overlap({given.settings.recording, given.settings.config}, {given.output, given.log, given.report});
 }
 
+exit_code run_list(const replay_arguments &given)
+{
+    if (!given.output.empty() || !given.log.empty())
+        throw error(EXIT_USAGE, "--output and --log are for one recording under one configuration");
+    return replay_many({given.settings, given.recordings, given.configs, given.report, given.json,
+                        given.truth_known ? std::optional(given.true_offset) : std::nullopt, given.required});
+}
+
+// In place of one recording and one customer file.
+void take_several(CLI::App *command, replay_arguments *given)
+{
+    command->remove_option(command->get_option("recording"));
+    command->remove_option(command->get_option("--config"));
+    command
+        ->add_option("recording", given->recordings,
+                     "Recording to replay, - for standard input; of several, each gets a line")
+        ->type_name(FILE_VALUE)
+        ->required();
+    command
+        ->add_option("-c,--config", given->configs,
+                     "Customer file; it is copied into the state directory. Given more than once, the recording is "
+                     "replayed under each")
+        ->type_name(FILE_VALUE)
+        ->allow_extra_args(false);
+}
+
 void run_replay(const replay_arguments &given)
 {
     refuse_conflicts(given);
@@ -258,7 +301,10 @@ constexpr const char *REPLAY_FOOTER =
     "  qv6d replay phone.csv --state kept            keep the calibration; a second run resumes from it\n"
     "  qv6d replay phone.csv --report report.html    write a report with pictures and reasons\n"
     "  qv6d replay phone.csv --require-grade 3 --within 20 --quiet >/dev/null\n"
-    "                                                test a device: exits with 6 if grade 3 comes later, or is lost\n";
+    "                                                test a device: exits with 6 if grade 3 comes later, or is lost\n"
+    "  qv6d replay *.csv --report reports            a report for each, and a table of all of them\n"
+    "  qv6d replay phone.csv --config a.cfg --config b.cfg --report both.html\n"
+    "                                                lay two configurations over each other\n";
 
 void add_requirement(CLI::App *command, grade_requirement *required)
 {
@@ -277,13 +323,14 @@ void add_requirement(CLI::App *command, grade_requirement *required)
 
 } // namespace
 
-void add_replay(CLI::App *app, exit_code *)
+void add_replay(CLI::App *app, exit_code *result)
 {
     const auto given = std::make_shared<replay_arguments>();
     CLI::App *command =
         app->add_subcommand("replay", "Replay a recording through the library, as a sensor service would");
     command->footer(with_exit_codes(REPLAY_FOOTER, {{EXIT_UNMET, "the grade of --require-grade was not reached"}}));
     add_replay_settings(command, &given->settings);
+    take_several(command, given.get());
     command->add_option("-o,--output", given->output, "Write a row of results per magnetometer event to this file")
         ->type_name(FILE_VALUE);
     add_numbers(command, "--true-offset", &given->true_offset,
@@ -293,9 +340,16 @@ void add_replay(CLI::App *app, exit_code *)
     command->add_option("--log", given->log, "Write the library's log to this file")->type_name(FILE_VALUE);
     command->add_flag("--json", given->json, "Print the summary as JSON");
     command->callback(
-        [given, command]
+        [given, command, result]
         {
             given->truth_known = command->count("--true-offset") > 0;
+            if (given->recordings.size() > 1 || given->configs.size() > 1)
+            {
+                *result = run_list(*given);
+                return;
+            }
+            given->settings.recording = given->recordings[0];
+            given->settings.config = given->configs.empty() ? "" : given->configs[0];
             run_replay(*given);
         });
 }

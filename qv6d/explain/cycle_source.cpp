@@ -21,43 +21,17 @@ bool is_replayed(const replay_settings &settings)
     return is_recording(settings.recording, settings.reading);
 }
 
+template <typename Heard>
+void tell(const std::function<void(Heard)> &listener, const std::type_identity_t<Heard> &heard)
+{
+    if (listener)
+        listener(heard);
+}
+
 void note_start(cycle_source *source, std::string_view line)
 {
     if (line.find("LOAD_DAT_BAK [O]") != std::string_view::npos)
         ++source->resumes;
-}
-
-cycle_source replay_cycles(replay_settings settings, const std::function<void(const cycle &)> &on_cycle)
-{
-    cycle_listener cycles(on_cycle);
-    calibration_watch calibration;
-    trust_listener grades(settings.counts);
-    log_watch watch;
-    settings.debug = true;
-    replay_listener listener;
-    plausibility input(settings.counts ? QV6D_MICROTESLA_PER_COUNT : 1.0);
-    listener.input = &input;
-    listener.on_log = [&](std::string_view line)
-    {
-        watch.take(line);
-        cycles.on_log(line);
-    };
-    listener.on_event = [&](const event &e)
-    {
-        cycles.on_event(e);
-        grades.on_event(e);
-    };
-    listener.on_result = [&](const event &e, const sample_result &result)
-    {
-        cycles.on_result();
-        grades.on_result(e, result);
-        calibration.add(sample_of(result, cycles.now(), watch.resets()));
-    };
-    replay(settings, listener);
-    cycle_source source = cycles.finish(settings, grades.finish());
-    source.calibration = calibration;
-    source.input = input;
-    return source;
 }
 
 // A log does not say what a start resumed: an offset counts as validated from the first cycle that validates one.
@@ -115,7 +89,7 @@ private:
     double now_ = 0.0;
 };
 
-cycle_source read_log(const std::string &path, double log_rate, const std::function<void(const cycle &)> &on_cycle)
+cycle_source read_log(const std::string &path, double log_rate, const cycle_hearing &hearing)
 {
     cycle_source source;
     trust_judge grades;
@@ -126,7 +100,7 @@ cycle_source read_log(const std::string &path, double log_rate, const std::funct
         {
             calibration.add(c, times.timed());
             grades.add({c.time, c.field, c.offset, c.radius, c.grade});
-            on_cycle(c);
+            tell(hearing.on_cycle, c);
         });
     line_reader lines(path, line_reader::long_lines::cut);
     for (std::string_view text; lines.next(&text);)
@@ -185,10 +159,44 @@ cycle_source cycle_listener::finish(const replay_settings &settings, const trust
     return source_;
 }
 
-cycle_source read_cycles(const replay_settings &settings, double log_rate,
-                         const std::function<void(const cycle &)> &on_cycle)
+cycle_source replay_cycles(replay_settings settings, const cycle_hearing &hearing)
 {
-    return is_replayed(settings) ? replay_cycles(settings, on_cycle) : read_log(settings.recording, log_rate, on_cycle);
+    cycle_listener cycles([&](const cycle &c) { tell(hearing.on_cycle, c); });
+    calibration_watch calibration;
+    trust_listener grades(settings.counts);
+    log_watch watch;
+    settings.debug = true;
+    replay_listener listener;
+    plausibility input(settings.counts ? QV6D_MICROTESLA_PER_COUNT : 1.0);
+    listener.input = &input;
+    listener.on_log = [&](std::string_view line)
+    {
+        watch.take(line);
+        cycles.on_log(line);
+        tell(hearing.on_log, line);
+    };
+    listener.on_event = [&](const event &e)
+    {
+        cycles.on_event(e);
+        grades.on_event(e);
+        tell(hearing.on_event, e);
+    };
+    listener.on_result = [&](const event &e, const sample_result &result)
+    {
+        cycles.on_result();
+        grades.on_result(e, result);
+        calibration.add(sample_of(result, cycles.now(), watch.resets()));
+    };
+    replay(settings, listener);
+    cycle_source source = cycles.finish(settings, grades.finish());
+    source.calibration = calibration;
+    source.input = input;
+    return source;
+}
+
+cycle_source read_cycles(const replay_settings &settings, double log_rate, const cycle_hearing &hearing)
+{
+    return is_replayed(settings) ? replay_cycles(settings, hearing) : read_log(settings.recording, log_rate, hearing);
 }
 
 } // namespace qv6d

@@ -60,9 +60,19 @@ private:
     std::uint64_t results_ = 0;
 };
 
-// Reads settings.recording, a recording or a log, and hands out every cycle. `log_rate` gives the samples per second of
-// a log without time stamps, 0 when not known. Throws qv6d::error for a file that is neither.
-cycle_source read_cycles(const replay_settings &settings, double log_rate,
-                         const std::function<void(const cycle &)> &on_cycle);
+// What a reader of cycles wants to hear; each may be empty. Events and lines are those of a recording's replay.
+struct cycle_hearing
+{
+    std::function<void(const cycle &)> on_cycle;
+    std::function<void(const event &)> on_event;
+    std::function<void(std::string_view)> on_log;
+};
+
+// Replays a recording with the debug lines on. Throws qv6d::error.
+cycle_source replay_cycles(replay_settings settings, const cycle_hearing &hearing);
+
+// Reads settings.recording, a recording or a log. `log_rate` gives the samples per second of a log without time stamps,
+// 0 when not known. Throws qv6d::error for a file that is neither.
+cycle_source read_cycles(const replay_settings &settings, double log_rate, const cycle_hearing &hearing);
 
 } // namespace qv6d

@@ -25,7 +25,7 @@ constexpr naming OUTCOMES[BUFFER_OUTCOMES] = {
     {"span_too_small", "full, but an axis spans too little"},
     {"unbalanced", "full, but no two spans are alike"},
     {"unknown", "full, but not READY"},
-    {"discarded", "READY, discarded as one of the first after a reset"},
+    {"discarded", "READY, discarded as one of the first after a start or a reset"},
     {"not_fitted", "READY, but too few samples far enough apart"},
     {"unstable", "READY, fit refused: the estimate has not settled"},
     {"too_large", "READY, fit refused: radius above 70 µT"},
@@ -151,7 +151,10 @@ bool cycle_reader::take_motion(std::string_view text)
     {
         double min, max;
         vec3 &s = current_.scatter;
-        return scan(text, "stdev = %lf %lf %lf (@ %lf~%lf)%n", &s[0], &s[1], &s[2], &min, &max);
+        if (!scan(text, "stdev = %lf %lf %lf (@ %lf~%lf)%n", &s[0], &s[1], &s[2], &min, &max))
+            return false;
+        current_.scatter_min = min;
+        return true;
     }
     if (starts_with(text, "sensitivity_DIFF("))
     {

@@ -83,6 +83,7 @@ struct cycle
     buffer_outcome outcome = buffer_outcome::filling;
     reset_cause reset = reset_cause::none;
     vec3 scatter = {};                 // standard deviation of the buffer per axis
+    std::optional<double> scatter_min; // below which an axis counts as still; known when scatter is
     std::optional<span_figures> spans; // of a full buffer after movement
     fit_figures fit;                   // of a READY buffer
     std::optional<double> distance;    // averaged norm to radius, as graded

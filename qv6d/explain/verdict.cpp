@@ -52,7 +52,7 @@ std::string why_not_accepted(const cycle_counts &counts)
     if (counts.count(buffer_outcome::not_fitted) > 0)
         return fmt::format("{} READY buffer(s) held too few samples 3 µT apart to be fitted.",
                            counts.count(buffer_outcome::not_fitted));
-    return fmt::format("Only {} READY, {} of them discarded after a reset: more are needed.",
+    return fmt::format("Only {} READY, {} of them discarded as the first after a start or a reset: more are needed.",
                        counted(counts.ready(), "buffer"), counts.count(buffer_outcome::discarded));
 }
 

@@ -23,6 +23,17 @@ qvstorage_cfg start_configuration()
     return start;
 }
 
+qvstorage_cfg explained_configuration()
+{
+    const qvstorage in_use = qvstorage_object;
+    qvstorage_object = {};
+    qvalgo_config_debug(1);
+    qvs_configure(QV6D_INIT_CUSTCFG_NAME, QV6D_INIT_CFGBAK_NAME, QV6D_INIT_DATBAK_NAME);
+    const qvstorage_cfg start = qvstorage_object.cfg;
+    qvstorage_object = in_use;
+    return start;
+}
+
 const qvstorage_cfg &configuration_in_force()
 {
     return qvstorage_object.cfg;

@@ -19,6 +19,9 @@ qvstorage_cfg default_configuration();
 // its one object: it is put back as it was.
 qvstorage_cfg start_configuration();
 
+// The same for a replay here with the debug lines on: they are read, and the files have names in a directory.
+qvstorage_cfg explained_configuration();
+
 // As the last start of the library in this process left it, customer file included.
 const qvstorage_cfg &configuration_in_force();
 

@@ -27,28 +27,34 @@ std::string for_script(const nlohmann::ordered_json &data)
     return out;
 }
 
-std::string filled_template(const nlohmann::ordered_json &data)
+} // namespace
+
+void write_page(output *out, const nlohmann::ordered_json &data)
 {
-    std::string page(page_template());
-    return page.replace(page.find(PAGE_DATA_TOKEN), PAGE_DATA_TOKEN.size(), for_script(data));
+    const std::string_view page = page_template();
+    const std::size_t at = page.find(PAGE_DATA_TOKEN);
+    out->print("{}{}{}", page.substr(0, at), for_script(data), page.substr(at + PAGE_DATA_TOKEN.size()));
 }
 
-} // namespace
+void expect_page_template()
+{
+    if (page_template().empty())
+        throw error(EXIT_USAGE, "this qv6d was built without the report; ./run demo builds it in (it needs npm)");
+}
 
 page_file::page_file(const std::string &name) : name_(name)
 {
     if (name.empty())
         return;
-    if (page_template().empty())
-        throw error(EXIT_USAGE, "this qv6d was built without the report; ./run demo builds it in (it needs npm)");
+    expect_page_template();
     out_.emplace(name);
 }
 
-void page_file::finish(const findings &found, const std::string &recording)
+void page_file::finish(const findings &found, const page_facts &facts)
 {
     if (!wanted())
         return;
-    out_->print("{}", filled_template(data_.json(found, recording)));
+    write_page(&*out_, data_.json(found, facts));
     out_->finish();
     if (!is_quiet())
         fmt::print(stderr, "report: {}\n", name_);

@@ -10,6 +10,12 @@
 namespace qv6d
 {
 
+// Writes a page of this data.
+void write_page(output *out, const nlohmann::ordered_json &data);
+
+// Throws qv6d::error when the page is not part of this build.
+void expect_page_template();
+
 class page_file
 {
 public:
@@ -28,8 +34,14 @@ public:
             data_.add(c);
     }
 
-    // After the last cycle; `recording` is what was read.
-    void finish(const findings &found, const std::string &recording);
+    void add(const event &e)
+    {
+        if (wanted())
+            data_.add(e);
+    }
+
+    // After the last cycle.
+    void finish(const findings &found, const page_facts &facts);
 
 private:
     std::string name_;

@@ -1,7 +1,7 @@
 // The page in a real browser, with the data that qv6d gives it. QV6D names the tool.
 import assert from "node:assert/strict";
 import { execFileSync } from "node:child_process";
-import { mkdtempSync, rmSync, writeFileSync } from "node:fs";
+import { mkdtempSync, readFileSync, rmSync, writeFileSync } from "node:fs";
 import { tmpdir } from "node:os";
 import { join } from "node:path";
 import { after, before, test } from "node:test";
@@ -22,6 +22,9 @@ before(async () => {
   writeFileSync(at("one.csv"), "t_ns,sensor,x,y,z\n0,mag,nan,inf,3\n");
   run("replay", at("one.csv"), "--report", at("one.html"), "-o", at("rows.csv"));
   run("replay", at("phone.csv"), "--every", "3", "--report", at("thin.html"), "-o", at("rows.csv"));
+  writeFileSync(at("slow.cfg"), "hcal.rbufsize=40\n");
+  run("replay", at("phone.csv"), "--config", at("debug.cfg"), "--config", at("slow.cfg"), "--report", at("both.html"));
+  assert.throws(() => run("replay", at("phone.csv"), at("one.csv"), at("missing.csv"), "--report", at("all")), { status: 4 });
   browser = await chromium.launch({
     executablePath: "/usr/bin/chromium",
     args: ["--headless", "--no-sandbox", "--disable-quic", "--no-first-run", "--disable-background-networking",
@@ -63,21 +66,61 @@ test("a recording: every chart holds its points, and the words are those of the 
   // The chart library's default button uploads the data to its maker.
   const buttons = await page.$$eval(".modebar-btn", all => all.map(button => button.dataset.title ?? button.getAttribute("aria-label") ?? ""));
   assert.ok(buttons.length > 0 && !buttons.some(title => /share|cloud|studio/i.test(title)), buttons.join(", "));
-  assert.match(await page.textContent("#headline"), /^Calibrated since \d+\.\d s$/);
-  assert.match(await page.textContent("#verdict"), /published offset is 0\.\d µT away/);
+  assert.match(await page.textContent("#answers"), /^Did it calibrate\?Yes, since \d+\.\d s\./);
+  assert.match(await page.textContent("#figures"), /Published to best0\.\d µT/);
   assert.match(await page.textContent("#fates"), /READY, fit accepted and validated\d/);
   assert.match(await page.textContent("#worth"), /0 unreliable.*3 best/);
 }));
 
-test("zooming one panel over time zooms all: they share their axis", () => open("phone.html", async page => {
+test("zooming one panel over time zooms all charts over time", () => open("phone.html", async page => {
   const axes = await page.evaluate(() => Object.keys(document.getElementById("time")._fullLayout).filter(name => /^[xy]axis\d*$/.test(name)));
   assert.deepEqual([axes.filter(name => name.startsWith("x")).length, axes.filter(name => name.startsWith("y")).length], [1, 6]);
+  const ranges = await page.evaluate(async () => {
+    await Plotly.relayout("time", { "xaxis.range[0]": 5, "xaxis.range[1]": 9 });
+    return ["gates-chart", "distance", "rates"].map(id => document.getElementById(id).layout.xaxis.range);
+  });
+  assert.deepEqual(ranges, [[5, 9], [5, 9], [5, 9]]);
 }));
 
-test("a log alone gives the same cloud", async () => {
-  const count = page => points(page).then(held => held.time);
+test("the wheel over a sphere scrolls the page", () => open("phone.html", async page => {
+  await page.locator("#cloud-raw").scrollIntoViewIfNeeded();
+  await page.hover("#cloud-raw");
+  const before = await page.evaluate(() => scrollY);
+  await page.mouse.wheel(0, 300);
+  await page.waitForTimeout(500);
+  assert.ok(await page.evaluate(() => scrollY) > before + 100);
+}));
+
+test("a log alone gives the same cloud, and no empty panel of angles", async () => {
+  const count = page => points(page).then(held => held["cloud-raw"]);
   assert.equal(await open("log.html", count), await open("phone.html", count));
+  assert.equal(await open("log.html", page => page.evaluate(() => document.getElementById("time").layout.yaxis6)), undefined);
 });
+
+test("what contradicts the grade is said, and marked over time", async () => {
+  const trust = { verdict: "contradicted", text: "No: it was wrong.", contradictions: [{ from_s: 20, to_s: 30, kind: "norm", by_ut: 25, text: "20 µT apart" }] };
+  writeFileSync(at("wrong.html"), readFileSync(at("phone.html"), "utf8").replace(/"trust":\{.*?\},"plausibility"/, `"trust":${JSON.stringify(trust)},"plausibility"`));
+  await open("wrong.html", async page => {
+    assert.match(await page.textContent("#answers"), /Can I trust the grade\?No: the recording contradicts it\.No: it was wrong\./);
+    assert.match(await page.textContent("#contradictions"), /20\.030\.025\.020 µT apart/);
+    assert.ok(await page.evaluate(() => document.getElementById("time").layout.shapes.some(shape => shape.x0 === 20 && shape.x1 === 30)));
+  });
+});
+
+test("two configurations lie over each other, and the key that differs is named", () => open("both.html", async page => {
+  const traces = await page.evaluate(() => document.getElementById("compare-time").data.map(trace => trace.line.dash));
+  assert.deepEqual(traces, Array(4).fill(["solid", "dash"]).flat());
+  assert.match(await page.textContent("#compare-table"), /debug\.cfg.*Calibrated since.*slow\.cfg/);
+  assert.match(await page.textContent("#compare-config"), /hcal\.rbufsize2540$/);
+}));
+
+test("a table of recordings leads to their pages, and a missing one has its row", () => open("all/index.html", async page => {
+  assert.match(await page.textContent("#rows"), /phone\.csv.*Calibrated since.*one\.csv.*missing\.csv.*cannot be opened/);
+  await page.click("text=phone.csv");
+  await page.waitForSelector("#time .main-svg");
+  assert.equal(await page.textContent("#headline"), "phone.csv");
+  assert.equal(await page.getAttribute("#source a", "href"), "index.html");
+}));
 
 test("one sample that is not a number, and a thinned recording, have a headline", async () => {
   for (const name of ["one.html", "thin.html"])

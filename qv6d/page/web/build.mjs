@@ -22,7 +22,7 @@ if (!out || process.argv.length !== 3) {
   console.error("usage: node build.mjs OUT");
   process.exit(2);
 }
-const scripts = ["data.js", "charts.js", "page.js"].map(read).join("\n");
+const scripts = ["data.js", "charts.js", "many.js", "page.js"].map(read).join("\n");
 let page = read("index.html");
 page = replaceOnce(page, "/*@css@*/", read("page.css"));
 page = replaceOnce(page, "/*@js@*/", inScript(`(() => {\n"use strict";\n${scripts}})();`));
