@@ -90,7 +90,7 @@ void print_json(output *out, const explain_arguments &given, const findings &fou
 {
     const cycle_source &source = found.source;
     nlohmann::ordered_json document = json_document("explain");
-    json_input input = input_of(given.settings, source.recording ? "qv6d" : "log");
+    json_input input = input_of(given.settings, source.input ? source.input->origin().format : "log");
     input.options["log_rate"] = given.log_rate > 0.0 ? nlohmann::ordered_json(given.log_rate) : nullptr;
     document["input"] = json_of(input);
     document["calibration"] = source.calibration.json();

@@ -1,5 +1,7 @@
 #include "commands/options.h"
 
+#include "common/digest.h"
+
 #include "commands/completion.h"
 
 #include <cmath>
@@ -74,7 +76,8 @@ json_input input_of(const replay_settings &settings, const std::string &format)
              {"config", null_if_empty(settings.config)},
              {"state", null_if_empty(settings.state)},
              {"mag_unit", settings.counts ? "counts" : "ut"},
-             {"notify_gyro", settings.notify_gyro}}};
+             {"notify_gyro", settings.notify_gyro}},
+            sha256_of_file(settings.recording)};
 }
 
 void add_mag_unit(CLI::App *command, bool *counts)

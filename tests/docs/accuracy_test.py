@@ -74,7 +74,7 @@ class Figures(unittest.TestCase):
 class Trust(unittest.TestCase):
     def test_of_a_recording(self):
         told = samples(*[(1, 3)] * 4, *[(9, 3)] * 12, (9, 2), *[(9, 3)] * 2, (1, 3), *[(1, 3)] * 4, *[(9, 3)] * 8)
-        for said, found, accused in (((100.0, 105.0), 1, False), ((101.0, 105.0), 1, False), ((108.0, 120.0), 0, False)):
+        for said, found, accused in (((100.0, 106.0), 1, False), ((100.0, 105.0), 0, False), ((108.0, 120.0), 0, False)):
             verdict = {"verdict": "contradicted", "wrong_s": 4.0, "contradictions": [{"from_s": said[0], "to_s": said[1]}]}
             got = trust.judged(told, verdict)
             self.assertEqual((got.long, got.found, got.wrong, got.accused), (1, found, 11.5, accused))
