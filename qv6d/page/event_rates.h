@@ -40,7 +40,7 @@ private:
 
     static constexpr std::size_t PARTS_MAX = 400;
 
-    double width_ = 0.25, end_ = 0.0; // seconds
+    double width_ = 1.0, end_ = 0.0; // seconds
     std::array<heard, 3> sensors_;
 };
 

@@ -288,7 +288,7 @@ function drawCloud(kind, options) {
   ];
   const ranges = chosen.length ? cube(field, chosen) : [];
   const side = (name, i) => ({ ...axis, title: { text: `${name}, µT` }, range: ranges[i], showspikes: false, nticks: 6 });
-  const eye = at(`cloud-${kind}`).clientWidth < 450 ? 2.1 : 1.6; // nearer, and the titles of the axes are cut off
+  const eye = at(`cloud-${kind}`).clientWidth < 450 ? 2.6 : 1.6; // nearer, and the titles of the axes are cut off
   const scene = { aspectmode: "cube", dragmode: "turntable", camera: { eye: { x: eye, y: eye, z: eye / 2 }, center: { x: 0, y: 0, z: -0.1 } }, xaxis: side("x", 0), yaxis: side("y", 1), zaxis: side("z", 2) };
   plot(`cloud-${kind}`, `${field.name} in three dimensions, ${chosen.length} points.`, traces,
     { ...layout, height: 460, margin: { l: 0, r: 0, t: 0, b: options.by === "t" ? 40 : 0 }, scene }, chosen.length === 0 && field.nothing);
