@@ -2,8 +2,10 @@
 #pragma once
 
 #include "recordings/event.h"
+#include "recordings/numbers.h"
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -14,6 +16,7 @@ namespace qv6d
 struct recording_origin
 {
     std::string format; // code: "qv6d", "sensor_logger", "phyphox", "gnss_logger", "androsensor", "senslogs", "csv"
+    std::optional<time_unit> time;      // unit of the times, where it could be another one
     std::vector<std::string> taken;     // a text for each sensor: "mag: MagnetometerUncalibrated.csv"
     std::vector<std::string> decisions; // what had to be judged or was left out: units, signs, files
 };

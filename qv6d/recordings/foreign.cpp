@@ -106,7 +106,9 @@ public:
     {
         best_ = choose(candidates_);
         choose_acceleration();
-        origin_.format = candidates_[best_.begin()->second.candidate].plan.format;
+        const table_plan &first = candidates_[best_.begin()->second.candidate].plan;
+        origin_.format = first.format;
+        origin_.time = first.unit;
         std::map<std::size_t, std::vector<wanted_part>> wanted;
         for (const auto &[what, from] : best_)
         {

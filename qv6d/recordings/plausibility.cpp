@@ -44,6 +44,17 @@ struct field_unit
     double microtesla;
 };
 
+// In which other unit of the time the rate would be one of a device; a sentence.
+std::string better_time_unit(std::optional<time_unit> used, double rate)
+{
+    if (used)
+        for (const time_unit unit : {time_unit::s, time_unit::ms, time_unit::us, time_unit::ns})
+            if (const double other = rate * std::pow(10.0, static_cast<int>(*used) - static_cast<int>(unit));
+                unit != *used && other >= RATE_MIN && other < RATE_MAX / 2.0)
+                return fmt::format(" With --time-unit {} it would have {:.3g}.", name(unit), other);
+    return "";
+}
+
 // In which other unit the value would be a field of the earth; the options' names.
 const field_unit *unit_that_fits(double value)
 {
@@ -195,17 +206,13 @@ void plausibility::judge_times(list *found) const
         const times &t = of(kind);
         const double rate = t.rate(), step = t.step_s.median().value_or(0.0);
         const double typical = step > 0.0 ? 1.0 / step : rate;
-        static constexpr std::pair<double, const char *> UNITS[] = {{1e-3, "us"}, {1e-6, "ms"}, {1e-9, "s"}};
         if (t.events > 1 && t.last_ns == t.first_ns)
             qv6d::add(found, "time_stands_still", fmt::format("all {} events have the same time", name(kind)));
         else if (typical > RATE_MAX || (rate > 0.0 && typical < RATE_MIN))
         {
-            std::string text =
-                fmt::format("{} has {:.3g} events a second: is the unit of the time wrong?", name(kind), typical);
-            for (const auto &[factor, unit] : UNITS)
-                if (typical * factor >= RATE_MIN && typical * factor < RATE_MAX / 2.0)
-                    text += fmt::format(" With --time-unit {} it would have {:.3g}.", unit, typical * factor);
-            qv6d::add(found, "time_unit", text);
+            qv6d::add(found, "time_unit",
+                      fmt::format("{} has {:.3g} events a second: is the unit of the time wrong?{}", name(kind),
+                                  typical, better_time_unit(origin_.time, typical)));
         }
         else if (t.longest_gap_s > std::max(0.25, 8.0 * step))
             qv6d::add(found, "gap",

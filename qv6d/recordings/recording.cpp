@@ -140,6 +140,7 @@ void recording::open_lines(std::unique_ptr<line_reader> lines, const std::string
     if (is_recording_header(first) && said.columns.empty())
     {
         origin_.format = "qv6d";
+        origin_.time = said.unit.value_or(time_unit::ns);
         events_ = std::make_unique<own_format>(text->release(), first.find(",sensor,") == std::string::npos, said);
         return;
     }

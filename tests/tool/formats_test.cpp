@@ -273,3 +273,8 @@ TEST(Plausibility, NamesWhatIsStrangeAndNothingElse)
     EXPECT_EQ("[]", counts.json()["findings"].dump());
     EXPECT_EQ("45.0", counts.json()["sensors"]["mag"]["median_norm"].dump().substr(0, 4));
 }
+    plausibility seconds_as_ms;
+    seconds_as_ms.open({"csv", time_unit::ms, {}, {}});
+    seconds_as_ms.add({0, sensor::mag, 300, 0, 0}, 1);
+    seconds_as_ms.add({10'000, sensor::mag, 300, 0, 0}, 2);
+    EXPECT_NE(std::string::npos, seconds_as_ms.text().find("With --time-unit s it would have 100."));
