@@ -41,10 +41,11 @@ bool contains(const std::string &text, const char *part)
 }
 
 // The uncalibrated field, and the acceleration with gravity of which units and signs are the surest.
-int rank_of(quantity what, const std::string &words)
+int rank_of(const candidate &c, const triple &t)
 {
+    const std::string words = normalised(c.file) + " " + t.stem;
     const bool raw = contains(words, "uncal");
-    if (what == quantity::mag)
+    if (t.what == quantity::mag)
         return raw ? 2 : 1;
     return contains(words, "total") ? 3 : raw ? 1 : 2;
 }
@@ -56,7 +57,7 @@ choices choose(const std::vector<candidate> &candidates)
         for (std::size_t p = 0; p < candidates[c].plan.parts.size(); ++p)
         {
             const triple &t = candidates[c].plan.parts[p].what;
-            const choice found{c, p, rank_of(t.what, normalised(candidates[c].file) + " " + t.stem)};
+            const choice found{c, p, rank_of(candidates[c], t)};
             const auto [at, fresh] = best.emplace(t.what, found);
             if (!fresh && at->second.rank < found.rank)
                 at->second = found;
@@ -282,17 +283,19 @@ std::vector<candidate> find_tables(const container &files, const reading &said, 
     return found;
 }
 
-std::unique_ptr<text_lines> find_gnss(const container &files)
+// Places of the GnssLogger files.
+std::vector<std::size_t> find_gnss(const container &files)
 {
+    std::vector<std::size_t> found;
     for (std::size_t k = 0; k < files.names().size(); ++k)
     {
         if (!may_be_table(files.names()[k]) || !normalised(files.names()[k]).ends_with(".txt"))
             continue;
         try
         {
-            auto lines = std::make_unique<text_lines>(files.open(k));
-            if (is_gnss_logger(lines.get()))
-                return lines;
+            text_lines lines(files.open(k));
+            if (is_gnss_logger(&lines))
+                found.push_back(k);
         }
         catch (const error &e) // of a file that may be no part of the recording
         {
@@ -300,7 +303,36 @@ std::unique_ptr<text_lines> find_gnss(const container &files)
                 throw;
         }
     }
-    return nullptr;
+    return found;
+}
+
+// Places of the files that could each give the recording its field: with two of them there are two recordings, and the
+// events of one would stand beside those of the other.
+std::vector<std::size_t> fields_of(const std::vector<candidate> &tables)
+{
+    std::vector<std::size_t> found;
+    int best = 0;
+    for (const candidate &c : tables)
+        for (const table_part &part : c.plan.parts)
+        {
+            if (part.what.what != quantity::mag && part.what.what != quantity::unnamed)
+                continue;
+            const int rank = rank_of(c, part.what);
+            if (rank > best)
+                found.clear();
+            best = std::max(best, rank);
+            if (rank == best && (found.empty() || found.back() != c.index))
+                found.push_back(c.index);
+        }
+    return found;
+}
+
+void refuse_several(const container &files, const std::vector<std::size_t> &places, const std::string &path)
+{
+    if (places.size() > 1)
+        throw error(EXIT_MALFORMED,
+                    fmt::format("{}: holds several recordings, such as {} and {}: name one of them", path,
+                                printable(files.names()[places[0]]), printable(files.names()[places[1]])));
 }
 
 } // namespace
@@ -353,25 +385,35 @@ bool looks_foreign(text_lines *lines, const std::string &file)
     }
 }
 
-bool holds_foreign(const container &files)
+bool is_one_foreign(const container &files)
 {
+    const std::vector<std::size_t> gnss = find_gnss(files);
+    if (!gnss.empty())
+        return gnss.size() == 1;
     const reading nothing({});
     std::vector<std::string> left_out;
-    return find_gnss(files) || !find_tables(files, nothing, &left_out).empty();
+    const std::vector<candidate> tables = find_tables(files, nothing, &left_out);
+    return !tables.empty() && fields_of(tables).size() < 2;
 }
 
 foreign_recording read_foreign(const container &files, const std::string &path, const reading &said)
 {
     if (is_spreadsheet(files.names()))
         throw error(EXIT_MALFORMED, fmt::format("{}: is a spreadsheet: let the app export CSV", path));
-    if (auto gnss = find_gnss(files))
-        return read_gnss(std::move(gnss));
+    const std::vector<std::size_t> gnss = find_gnss(files);
+    refuse_several(files, gnss, path);
+    if (!gnss.empty())
+        return read_gnss(std::make_unique<text_lines>(files.open(gnss.front())));
     std::vector<std::string> left_out;
     const std::vector<candidate> tables = find_tables(files, said, &left_out);
     if (tables.empty())
-        throw error(EXIT_MALFORMED,
-                    fmt::format("{}: expected the files of a recording, such as Magnetometer.csv; found none{}", path,
-                                left_out.empty() ? "" : "; " + left_out.front()));
+        throw error(EXIT_MALFORMED, fmt::format("{}: expected the files of a recording, such as Magnetometer.csv; "
+                                                "found none{}",
+                                                path,
+                                                left_out.empty() ? " (zip files in it and folders of a folder are not "
+                                                                   "searched: name the one that holds them)"
+                                                                 : "; " + left_out.front()));
+    refuse_several(files, fields_of(tables), path);
     assembly parts(tables, [&](std::size_t c) { return std::make_unique<text_lines>(files.open(tables[c].index)); });
     parts.origin().decisions = std::move(left_out);
     return parts.put_together();

@@ -30,7 +30,9 @@ foreign_recording read_foreign(const container &files, const std::string &path, 
 
 // Whether it would be read as one, by its first lines; also when something has to be said by a person.
 bool looks_foreign(text_lines *lines, const std::string &file);
-bool holds_foreign(const container &files);
+
+// Whether the files are those of one recording: not of none, not of several.
+bool is_one_foreign(const container &files);
 
 // Whether a file of several could be one of a recording: by its name, without the folders.
 bool may_be_table(const std::string &name);

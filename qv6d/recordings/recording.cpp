@@ -176,7 +176,7 @@ bool is_recording_folder(const std::string &path)
         if (may_be_table(files->names()[k]) && files->open(k)->next(&first) && is_recording_header(first))
             ++own;
     }
-    return own == 0 && holds_foreign(*files);
+    return own == 0 && is_one_foreign(*files);
 }
 
 } // namespace qv6d
