@@ -130,9 +130,12 @@ void line_reader::skip_line()
 void line_reader::take_too_long(std::string_view *line)
 {
     ++line_;
-    if (how_ == long_lines::fail)
-        fail(fmt::format("expected a line of at most {} characters; is this a text file?", LINE_MAX_LENGTH));
     *line = std::string_view(buffer_.data() + begin_, LINE_MAX_LENGTH);
+    if (how_ == long_lines::fail)
+        fail(fmt::format("expected a line of at most {} characters; {}", LINE_MAX_LENGTH,
+                         line->find('\r') == std::string_view::npos
+                             ? "is this a text file?"
+                             : "its lines end with carriage returns alone: save it with line feeds"));
     skipping_ = true; // at the next call: the line is still shown
 }
 

@@ -112,7 +112,7 @@ private:
         if (!plan->decided)
             decide(&*plan);
         const std::size_t x = plan->has_elapsed ? 3 : 2;
-        if (fields_.size() < x + 3 && !lines_->more())
+        if ((fields_.size() < x + 3 || is_begun_number(fields_.back())) && !lines_->more())
             cut_ = lines_->line();
         else if (fields_.size() < x + 3)
             lines_->fail(

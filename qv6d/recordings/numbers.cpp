@@ -189,6 +189,12 @@ std::optional<double> number(std::string_view text)
     return number_with_point({pointed.data(), text.size()});
 }
 
+bool is_begun_number(std::string_view text)
+{
+    return !text.empty() && std::string_view("-+eE").find(text.back()) != std::string_view::npos &&
+           number(std::string(text) + '0');
+}
+
 bool is_missing(std::string_view text)
 {
     text = bare(text);

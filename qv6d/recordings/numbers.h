@@ -27,6 +27,9 @@ std::optional<std::int64_t> nanoseconds(std::string_view text, time_unit unit);
 // With a decimal point or a decimal comma; nan and inf are numbers here. Nothing for anything else.
 std::optional<double> number(std::string_view text);
 
+// Whether a number was cut off before its last digit, as in "-" and "1.5E".
+bool is_begun_number(std::string_view text);
+
 // Whether a column says that there is no value.
 bool is_missing(std::string_view text);
 

@@ -192,9 +192,12 @@ void plausibility::judge_numbers(list *found) const
     for (const sensor kind : SENSORS)
         if (const times &t = of(kind); t.not_numbers > 0)
             qv6d::add(found, "not_numbers",
-                      fmt::format("{} of {} are not numbers, the first in line {}{}", counted(t.not_numbers, "sample"),
-                                  name(kind), t.first_bad_line,
-                                  kind == sensor::gyr ? "" : ": one of them spoils the rest of a replay"),
+                      fmt::format("{} of {} {} in line {}{}", counted(t.not_numbers, "sample"), name(kind),
+                                  t.not_numbers == 1 ? "is not a number," : "are not numbers, the first",
+                                  t.first_bad_line,
+                                  kind == sensor::gyr  ? ""
+                                  : t.not_numbers == 1 ? ": it spoils the rest of a replay"
+                                                       : ": one of them spoils the rest of a replay"),
                       t.first_bad_line, severity::error);
 }
 

@@ -79,10 +79,13 @@ private:
         if (lines_->line() <= plan_.rows_after || is_blank(line))
             return true;
         split(line, plan_.delimiter, &fields_);
-        if (fields_.size() < needed_ && !lines_->more())
+        const bool few = fields_.size() < needed_;
+        if ((few || (fields_.size() == needed_ && is_begun_number(fields_.back()))) && !lines_->more())
             cut_ = lines_->line();
-        else if (fields_.size() < needed_)
-            lines_->fail(fmt::format("expected at least {} columns, found {}", needed_, fields_.size()));
+        else if (few)
+            lines_->fail(fmt::format(
+                "expected at least {} columns, found {}{}", needed_, fields_.size(),
+                std::count(line.begin(), line.end(), '"') % 2 == 0 ? "" : ": line breaks within quotes are not read"));
         else
             take_row();
         return true;

@@ -351,19 +351,25 @@ private:
     void decide_time_unit()
     {
         plan_.time = time_->column;
+        const std::string_view first = table_.rows.empty() ? "0" : at(table_.rows[0], plan_.time);
+        if (!is_missing(first) && !number(first))
+            lines_->fail_at(table_.first_row,
+                            fmt::format("expected a time that is a number, found \"{}\": dates and clock times are not "
+                                        "read",
+                                        printable(first.substr(0, 40))));
         std::optional<time_unit> unit = hints_.said->unit ? hints_.said->unit : time_->unit;
         if (!unit)
         {
             unit = unit_by_steps(steps_of(table_, plan_.time));
             if (!unit && !table_.rows.empty())
-                unit = unit_by_digits(at(table_.rows[0], plan_.time));
+                unit = unit_by_digits(first);
             if (unit && *unit != time_unit::ns && format() != "senslogs")
                 plan_.unit_decision = fmt::format("time: in {}, judged by its steps", name(*unit));
         }
         if (!unit && !table_.rows.empty())
             lines_->fail_at(table_.first_row, fmt::format("the unit of the time \"{}\" cannot be judged: say it with "
                                                           "--time-unit s, ms, us or ns",
-                                                          printable(at(table_.rows[0], plan_.time).substr(0, 40))));
+                                                          printable(first.substr(0, 40))));
         plan_.unit = unit.value_or(time_unit::ns);
     }
 

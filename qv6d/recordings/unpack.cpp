@@ -51,9 +51,12 @@ public:
     zip_member(archive_handle archive, std::uint64_t index, std::string name)
         : archive_(std::move(archive)), name_(std::move(name)), file_(zip_fopen_index(archive_.get(), index, 0))
     {
-        if (file_ == nullptr)
-            throw error(EXIT_MALFORMED, fmt::format("{}: cannot be unpacked: {}", name_,
-                                                    zip_error_strerror(zip_get_error(archive_.get()))));
+        if (file_ != nullptr)
+            return;
+        zip_error_t *why = zip_get_error(archive_.get());
+        if (zip_error_code_zip(why) == ZIP_ER_NOPASSWD)
+            throw error(EXIT_MALFORMED, fmt::format("{}: needs a password: unpack it first", name_));
+        throw error(EXIT_MALFORMED, fmt::format("{}: cannot be unpacked: {}", name_, zip_error_strerror(why)));
     }
 
     std::size_t read(char *to, std::size_t size) override
@@ -120,7 +123,7 @@ private:
 {
     const std::string text = zip_error_strerror(why);
     zip_error_fini(why);
-    throw error(EXIT_MALFORMED, fmt::format("{}: is no readable zip file: {}", path, text));
+    throw error(EXIT_MALFORMED, fmt::format("{}: is no readable zip file: {}; was it copied whole?", path, text));
 }
 
 class gzip_source : public byte_source

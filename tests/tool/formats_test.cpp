@@ -221,7 +221,22 @@ TEST(Formats, OneFileGivesItsEventsOrSaysWhatIsWrong)
         {"mag.csv",
          {{{"", std::string("\xFF\xFEt\0", 4)}},
           "mag.csv:1: is text of two bytes a character (UTF-16): save it as UTF-8"}},
-        {"mag.csv", {{{"", "PK\3\4 and no more"}}, "mag.csv: is no readable zip file: Not a zip archive"}},
+        {"mag.csv",
+         {{{"", "PK\3\4 and no more"}}, "mag.csv: is no readable zip file: Not a zip archive; was it copied whole?"}},
+        {"mag.csv",
+         {{{"", "time;x;y;z\n0,01;1;2;3\n0,02;4;5;6\n0,03;4;5;1.5E"}},
+          "10000000 mag 1 2 3;20000000 mag 4 5 6;csv|time: in s|cut_line"}},
+        {"mag.csv",
+         {{{"", "time,x,y,z\n2025-06-26T10:57:00.0,1,2,3\n"}},
+          "mag.csv:2: expected a time that is a number, found \"2025-06-26T10:57:00.0\": dates and clock times are not "
+          "read"}},
+        {"mag.csv",
+         {{{"", "t_ns,note,mx,my,mz\n1,\"a\nb\",1,2,3\n"}},
+          "mag.csv:2: expected at least 5 columns, found 2: line breaks within quotes are not read"}},
+        {"mag.csv",
+         {{{"", "t_ns,mx,my,mz\r" + std::string(5000, '1')}},
+          "mag.csv:1: expected a line of at most 4096 characters; its lines end with carriage returns alone: save it "
+          "with line feeds"}},
     };
     for (const auto &[file, c] : cases)
     {
@@ -277,14 +292,14 @@ TEST(Plausibility, NamesWhatIsStrangeAndNothingElse)
     EXPECT_EQ("field_norm ", strange(2000, 320, 9.81, 1e7));       // counts
     EXPECT_EQ("time_unit time_unit ", strange(300, 48, 9.81, 10)); // ms as ns
     EXPECT_EQ("not_numbers:9 gap:0 gap:303 ", strange(300, 48, 9.81, 1e7, NAN));
+    plausibility seconds_as_ms;
+    seconds_as_ms.open({"csv", time_unit::ms, {}, {}});
+    seconds_as_ms.add({0, sensor::mag, 300, 0, 0}, 1);
+    seconds_as_ms.add({10'000, sensor::mag, 300, 0, 0}, 2);
+    EXPECT_NE(std::string::npos, seconds_as_ms.text().find("With --time-unit s it would have 100."));
     plausibility counts(0.15);
     counts.add({0, sensor::acc, 0, 0, 9.81f}, 1);
     counts.add({0, sensor::mag, 300, 0, 0}, 1);
     EXPECT_EQ("[]", counts.json()["findings"].dump());
     EXPECT_EQ("45.0", counts.json()["sensors"]["mag"]["median_norm"].dump().substr(0, 4));
 }
-    plausibility seconds_as_ms;
-    seconds_as_ms.open({"csv", time_unit::ms, {}, {}});
-    seconds_as_ms.add({0, sensor::mag, 300, 0, 0}, 1);
-    seconds_as_ms.add({10'000, sensor::mag, 300, 0, 0}, 2);
-    EXPECT_NE(std::string::npos, seconds_as_ms.text().find("With --time-unit s it would have 100."));
