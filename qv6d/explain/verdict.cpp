@@ -13,12 +13,6 @@ namespace qv6d
 namespace
 {
 
-// A cycle's time in words: "9.4 s", or the sample's number when the source has no times.
-std::string moment(double time, const cycle_source &source)
-{
-    return source.timed ? fmt::format("{:.1f} s", time) : fmt::format("sample {:.0f}", time);
-}
-
 std::string why_not_ready(const cycle_counts &counts)
 {
     const std::uint64_t still = counts.count(buffer_outcome::not_moved),
@@ -134,6 +128,11 @@ nlohmann::ordered_json advice_json(const findings &found)
     if (found.advice.best)
         list.push_back(json_of(*found.advice.best));
     return list;
+}
+
+std::string moment(double time, const cycle_source &source)
+{
+    return source.timed ? fmt::format("{:.1f} s", time) : fmt::format("sample {:.0f}", time);
 }
 
 std::string headline(const findings &found)

@@ -26,6 +26,9 @@ nlohmann::ordered_json counts_json(const cycle_counts &counts, const cycle_sourc
 // A list: the best remedy, or none.
 nlohmann::ordered_json advice_json(const findings &found);
 
+// A cycle's time in words: "9.4 s", or the sample's number when the source has no times.
+std::string moment(double time, const cycle_source &source);
+
 // Calibrated or not, and since when.
 std::string headline(const findings &found);
 

@@ -42,11 +42,6 @@ json json_of(const answer &a)
     return {{"text", a.text}, {"more", a.more.empty() ? json() : json(a.more)}};
 }
 
-std::string moment(double time, const cycle_source &source)
-{
-    return source.timed ? fmt::format("{:.1f} s", time) : fmt::format("sample {:.0f}", time);
-}
-
 std::string listed(const std::vector<std::string> &items)
 {
     std::string text;

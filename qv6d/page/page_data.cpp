@@ -24,7 +24,7 @@ using nlohmann::ordered_json;
 constexpr std::size_t DRAWN_MAX = 8000; // cycles; more would make the page slow
 constexpr std::size_t EVENTS_MAX = 20000;
 constexpr double SIDE_MISSING = 0.1; // of a side's cells; one that holds less has not been turned to the field
-constexpr double GRAVITY = 9.81, GRAVITY_ERROR_MAX = 1.0; // m/s²
+constexpr double NORM_AT_REST = 9.81, REST_ERROR_MAX = 1.0; // m/s²
 
 double distance(const vec3 &a, const vec3 &b)
 {
@@ -264,7 +264,7 @@ double page_data::dip(const vec3 &seen_from) const
         const vec3 &up = *s.acceleration, field = minus(s.c.field, seen_from);
         const double g = distance(up, {}), strength = distance(field, {});
         const double upwards = (up[0] * field[0] + up[1] * field[1] + up[2] * field[2]) / (g * strength);
-        if (std::abs(g - GRAVITY) < GRAVITY_ERROR_MAX)
+        if (std::abs(g - NORM_AT_REST) < REST_ERROR_MAX)
             dips.add(-std::asin(std::clamp(upwards, -1.0, 1.0)) * 180.0 / std::numbers::pi);
     }
     return dips.empty() ? std::nan("") : dips.mean();

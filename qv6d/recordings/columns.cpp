@@ -12,7 +12,7 @@ namespace qv6d
 namespace
 {
 
-constexpr double GRAVITY = 9.80665; // m/s², of a standard g
+constexpr double STANDARD_GRAVITY = 9.80665; // m/s², of a standard g
 
 bool contains(std::string_view text, std::string_view part)
 {
@@ -215,8 +215,13 @@ std::optional<double> unit_factor(quantity what, std::string_view unit)
     static const units field = {{"ut", 1.0},     {"microtesla", 1.0}, {"mt", 1e3},    {"nt", 1e-3},  {"t", 1e6},
                                 {"tesla", 1e6},  {"gauss", 100.0},    {"g", 100.0},   {"gs", 100.0}, {"mg", 0.1},
                                 {"mgauss", 0.1}, {"counts", 0.15},    {"count", 0.15}};
-    static const units acceleration = {{"ms2", 1.0},   {"m/s2", 1.0},   {"m/s/s", 1.0},       {"m s-2", 1.0},
-                                       {"g", GRAVITY}, {"gs", GRAVITY}, {"mg", GRAVITY / 1e3}};
+    static const units acceleration = {{"ms2", 1.0},
+                                       {"m/s2", 1.0},
+                                       {"m/s/s", 1.0},
+                                       {"m s-2", 1.0},
+                                       {"g", STANDARD_GRAVITY},
+                                       {"gs", STANDARD_GRAVITY},
+                                       {"mg", STANDARD_GRAVITY / 1e3}};
     static const units rate = {{"rad/s", 1.0},
                                {"rads", 1.0},
                                {"deg/s", std::numbers::pi / 180.0},

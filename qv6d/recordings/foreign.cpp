@@ -65,7 +65,7 @@ choices choose(const std::vector<candidate> &candidates)
     return best;
 }
 
-sensor sensor_of(quantity what)
+sensor sensor_for(quantity what)
 {
     switch (what)
     {
@@ -115,7 +115,7 @@ public:
         {
             describe(what, from);
             if (!(summed_ && (what == quantity::linear || what == quantity::gravity)))
-                wanted[from.candidate].push_back({from.part, sensor_of(what)});
+                wanted[from.candidate].push_back({from.part, sensor_for(what)});
         }
         std::vector<std::unique_ptr<sample_stream>> streams;
         streams.reserve(wanted.size() + 1);
@@ -166,7 +166,7 @@ private:
     {
         const candidate &c = candidates_[from.candidate];
         const table_part &part = c.plan.parts[from.part];
-        const std::string sensors = what == quantity::unnamed ? "each row names its sensor" : name(sensor_of(what));
+        const std::string sensors = what == quantity::unnamed ? "each row names its sensor" : name(sensor_for(what));
         const std::string stem =
             part.what.stem.empty() ? "" : fmt::format(", {}", printable(part.what.stem.substr(0, 60)));
         origin_.taken.push_back(fmt::format("{}: {}{}{}", sensors, c.file, stem, what_it_is(what)));

@@ -13,7 +13,7 @@ namespace qv6d
 namespace
 {
 
-constexpr std::size_t LINES_AHEAD = 2000;
+constexpr std::size_t ROWS_AHEAD = 2000;
 
 struct row_kind
 {
@@ -173,7 +173,7 @@ private:
 
 bool is_gnss_logger(text_lines *lines)
 {
-    const auto &ahead = lines->ahead(LINES_AHEAD);
+    const auto &ahead = lines->ahead(ROWS_AHEAD);
     return std::any_of(KINDS.begin(), KINDS.end(),
                        [&](const row_kind &k) {
                            return has_rows(ahead, k.raw) || header_of(ahead, k.raw) != nullptr ||
@@ -184,7 +184,7 @@ bool is_gnss_logger(text_lines *lines)
 std::unique_ptr<sample_stream> read_gnss_logger(std::unique_ptr<text_lines> lines, std::vector<std::string> *taken,
                                                 std::vector<std::string> *decisions)
 {
-    const auto &ahead = lines->ahead(LINES_AHEAD);
+    const auto &ahead = lines->ahead(ROWS_AHEAD);
     std::vector<row_plan> plans;
     for (const row_kind &k : KINDS)
     {

@@ -18,7 +18,7 @@ constexpr std::array<sensor, 3> SENSORS = {sensor::acc, sensor::gyr, sensor::mag
 constexpr double RATE_MIN = 2.0, RATE_MAX = 2500.0;               // Hz, of sensors in devices that are carried
 constexpr double EARTH_MIN = 22.0, EARTH_MAX = 67.0, SLACK = 1.6; // µT; indoors and with soft iron by a factor of SLACK
 constexpr double CALIBRATED_WITHIN = 3.0;                         // µT of the centre from zero
-constexpr std::size_t VALUES_MAX = 4096;
+constexpr std::size_t SPREAD_MAX = 4096;
 
 const char *title(const std::string &format)
 {
@@ -75,11 +75,11 @@ void spread_sample::add(double value)
 {
     if (seen_++ % stride_ != 0)
         return;
-    if (values_.size() == VALUES_MAX)
+    if (values_.size() == SPREAD_MAX)
     {
-        for (std::size_t k = 0; k < VALUES_MAX / 2; ++k)
+        for (std::size_t k = 0; k < SPREAD_MAX / 2; ++k)
             values_[k] = values_[2 * k];
-        values_.resize(VALUES_MAX / 2);
+        values_.resize(SPREAD_MAX / 2);
         stride_ *= 2;
         if ((seen_ - 1) % stride_ != 0)
             return;
