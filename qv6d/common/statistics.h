@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 namespace qv6d
 {
@@ -33,5 +34,8 @@ private:
     std::uint64_t count_ = 0;
     double mean_ = 0.0, squares_ = 0.0;
 };
+
+// NaNs are left out: they have no place in an order. NaN when nothing is left.
+double median_of(std::vector<double> values);
 
 } // namespace qv6d

@@ -1,6 +1,7 @@
 #include "trust/shape.h"
 
 #include "common/cloud.h"
+#include "common/statistics.h"
 
 #include <Eigen/Cholesky>
 #include <Eigen/Eigenvalues>
@@ -24,13 +25,6 @@ constexpr double PULL = 1e-3;           // microtesla²
 constexpr double RADIUS_MIN = 15.0, RADIUS_MAX = 100.0;
 constexpr double NOISE_MIN = 0.2;    // microtesla
 constexpr double STRETCH_MIN = 0.25; // of the squares: a shape that has one is none of soft iron
-
-double median_of(std::vector<double> values)
-{
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
-}
 
 } // namespace
 

@@ -1,5 +1,6 @@
 #include "trust/trust.h"
 
+#include "common/statistics.h"
 #include "qv6dalgo.h"
 #include "trust/stretches.h"
 
@@ -43,13 +44,6 @@ struct finding
     double by;
 };
 
-double median_of(std::vector<double> *values)
-{
-    const auto middle = values->begin() + static_cast<std::ptrdiff_t>(values->size() / 2);
-    std::nth_element(values->begin(), middle, values->end());
-    return *middle;
-}
-
 double from_of(const hindsight &all, const stretch &s)
 {
     return all.seen.samples()[s.begin].t;
@@ -84,7 +78,7 @@ bool fits(const hindsight &all, const stretch &sphere, const stretch &s)
         const Eigen::Vector3d from_centre = all.to_sphere * (all.seen.samples()[k].field - sphere.centre);
         distances.push_back(std::abs(from_centre.norm() - sphere.radius));
     }
-    return median_of(&distances) <= FITS;
+    return median_of(distances) <= FITS;
 }
 
 // The sphere that the device had in a stretch. When something passed, it is the one that was there before and after. At
@@ -149,7 +143,7 @@ std::size_t join(const std::vector<finding> &findings, std::size_t first, contra
         c->kind = std::min(c->kind, *f.wrong);
         amounts.push_back(f.by);
     }
-    c->by = median_of(&amounts);
+    c->by = median_of(amounts);
     return next;
 }
 

@@ -164,6 +164,21 @@ TEST(Trust, SeesOffsetAndSoftIron)
     EXPECT_NEAR(t.soft_iron, 0.1, 0.02);
 }
 
+// NaN has no place in an order: the median of such amounts was once NaN.
+TEST(Trust, SurvivesNanAmongAmounts)
+{
+    trust_judge judge;
+    for (int i = 0; i < 1500; ++i)
+    {
+        const Vector3d field = RADIUS * use().direction(i / RATE) + OFFSET;
+        const double published = i % 3 == 0 ? std::nan("") : 107.0;
+        judge.add({i / RATE, {field.x(), field.y(), field.z()}, {published, -50.0, 200.0}, RADIUS, 3});
+    }
+    const trust t = judge.finish();
+    ASSERT_EQ(t.contradictions.size(), 1u);
+    EXPECT_NEAR(t.contradictions[0].by, 7.0, 0.5);
+}
+
 // Numbers of a foreign file can be anything.
 TEST(Trust, SurvivesAnyNumbers)
 {
