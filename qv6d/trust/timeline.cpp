@@ -13,11 +13,12 @@ using Eigen::Vector3d;
 namespace
 {
 
-constexpr double SPACING = 4.0;                   // microtesla, about 5 degrees of turning
-constexpr double REST = 1.0;                      // s between two samples of a device at rest
-constexpr std::size_t KEPT_MAX = 60000;           // an hour of turning by hand
+constexpr double SPACING = 4.0;                    // microtesla, about 5 degrees of turning
+constexpr double REST = 1.0;                       // s between two samples of a device at rest
+constexpr double SILENCE = 5.0;                    // s: after a longer one nothing is known of the time between
+constexpr std::size_t KEPT_MAX = 60000;            // an hour of turning by hand
 constexpr std::int64_t GYR_GAP_MAX = 100'000'000; // ns
-constexpr double FIELD_MAX = 1e5;                 // microtesla, beyond every sensor
+constexpr double FIELD_MAX = 1e5;                  // microtesla, beyond every sensor
 
 double median(double a, double b, double c)
 {
@@ -60,18 +61,21 @@ void timeline::add(const trust_sample &s)
 {
     const std::size_t published = publications_.size();
     note_published(s);
-    end_ = s.t;
+    const bool follows = !samples_.empty() && samples_.back().until >= last_ && s.t - last_ <= SILENCE;
+    last_ = s.t;
+    if (follows)
+        samples_.back().until = s.t;
     if (!(Vector3d(s.field.data()).norm() <= FIELD_MAX))
         return;
     const Vector3d field = without_glitch(Vector3d(s.field.data()));
-    const bool moved = samples_.empty() || (field - samples_.back().field).norm() >= SPACING * spacing_scale_;
-    if (moved || s.t - samples_.back().t >= REST * spacing_scale_ || publications_.size() > published)
+    if (!follows || publications_.size() > published || s.t - samples_.back().t >= REST * spacing_scale_ ||
+        (field - samples_.back().field).norm() >= SPACING * spacing_scale_)
         keep(s, field);
 }
 
 void timeline::keep(const trust_sample &s, const Vector3d &field)
 {
-    samples_.push_back({s.t, field, publications_.size() - 1, turn_, turn_known_ && !samples_.empty()});
+    samples_.push_back({s.t, s.t, field, publications_.size() - 1, turn_, turn_known_ && !samples_.empty()});
     turn_ = Quaterniond::Identity();
     turn_known_ = last_gyr_ns_.has_value();
     if (samples_.size() > KEPT_MAX)
@@ -86,6 +90,8 @@ void timeline::thin()
         kept_sample pair = samples_[i];
         pair.turn = (samples_[i - 1].turn * pair.turn).normalized();
         pair.turn_known = pair.turn_known && samples_[i - 1].turn_known;
+        if (i + 1 < samples_.size() && pair.until >= samples_[i + 1].t)
+            pair.until = samples_[i + 1].until;
         samples_[kept++] = pair;
     }
     samples_.resize(kept);

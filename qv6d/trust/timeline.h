@@ -33,6 +33,7 @@ struct publication
 struct kept_sample
 {
     double t;
+    double until; // s: so long, samples followed one another
     Eigen::Vector3d field;
     std::size_t published;   // index of the publication
     Eigen::Quaterniond turn; // of the device since the sample kept before
@@ -58,11 +59,6 @@ public:
         return publications_;
     }
 
-    double end() const
-    {
-        return end_;
-    }
-
 private:
     void note_published(const trust_sample &s);
     Eigen::Vector3d without_glitch(const Eigen::Vector3d &field);
@@ -71,7 +67,7 @@ private:
 
     std::vector<kept_sample> samples_;
     std::vector<publication> publications_;
-    double end_ = 0.0, spacing_scale_ = 1.0;
+    double last_ = 0.0, spacing_scale_ = 1.0;
     std::array<Eigen::Vector3d, 2> before_ = {};
     int seen_ = 0;
     Eigen::Quaterniond turn_ = Eigen::Quaterniond::Identity();

@@ -35,7 +35,7 @@ struct hindsight
     Eigen::Matrix3d to_sphere;
 };
 
-// A sample at the best grade, up to the next one.
+// A sample at the best grade, as long as it lasted.
 struct finding
 {
     double from, to;
@@ -51,7 +51,7 @@ double from_of(const hindsight &all, const stretch &s)
 
 double to_of(const hindsight &all, const stretch &s)
 {
-    return s.end < all.seen.samples().size() ? all.seen.samples()[s.end].t : all.seen.end();
+    return all.seen.samples()[s.end - 1].until;
 }
 
 bool is_known(const hindsight &all, const stretch &s)
@@ -120,7 +120,7 @@ std::vector<finding> findings_of(const hindsight &all)
             const publication &p = all.seen.publications()[samples[k].published];
             if (p.grade < QV6D_GRADE_BEST)
                 continue;
-            finding f = {samples[k].t, k + 1 < samples.size() ? samples[k + 1].t : all.seen.end(), false, {}, 0.0};
+            finding f = {samples[k].t, samples[k].until, false, {}, 0.0};
             judge(all, samples[k], p, sphere, &f);
             findings.push_back(f);
         }
@@ -215,7 +215,7 @@ trust trust_judge::finish(bool timed) const
     t.reason = unjudged_reason::none;
     if (!t.contradictions.empty())
         t.verdict = trust_verdict::contradicted;
-    else if (t.judged >= MOST * t.graded)
+    else if (t.judged > 0.0 && t.judged >= MOST * t.graded)
         t.verdict = trust_verdict::held;
     else
         t.reason = is_disturbed(all) ? unjudged_reason::disturbed : unjudged_reason::too_little;

@@ -164,6 +164,27 @@ TEST(Trust, SeesOffsetAndSoftIron)
     EXPECT_NEAR(t.soft_iron, 0.1, 0.02);
 }
 
+// The hour of silence was once said to be wrong, too, and a grade without a duration to have held.
+TEST(Trust, JudgesOnlyWhatWasSeen)
+{
+    const auto judged_at = [](const std::function<double(int)> &time)
+    {
+        trust_judge judge;
+        for (int i = 0; i < 1500; ++i)
+        {
+            const Vector3d field = RADIUS * use().direction(i / RATE) + OFFSET + (i < 500 ? Vector3d::Zero() : STEP);
+            judge.add({time(i), {field.x(), field.y(), field.z()}, {100.0, -50.0, 200.0}, RADIUS, 3});
+        }
+        return judge.finish();
+    };
+    const trust with_silence = judged_at([](int i) { return i / RATE + (i < 1000 ? 0.0 : 3600.0); });
+    ASSERT_EQ(with_silence.contradictions.size(), 2u) << words(with_silence);
+    EXPECT_NEAR(with_silence.contradictions[0].to, 40.0, 1.0);
+    EXPECT_NEAR(with_silence.contradictions[1].from, 3640.0, 1.0);
+    EXPECT_NEAR(with_silence.graded, 60.0, 1.0);
+    EXPECT_EQ(judged_at([](int) { return 0.0; }).reason, unjudged_reason::too_little);
+}
+
 // NaN has no place in an order: the median of such amounts was once NaN.
 TEST(Trust, SurvivesNanAmongAmounts)
 {
