@@ -17,7 +17,7 @@ constexpr double SPACING = 4.0;                    // microtesla, about 5 degree
 constexpr double REST = 1.0;                       // s between two samples of a device at rest
 constexpr double SILENCE = 5.0;                    // s: after a longer one nothing is known of the time between
 constexpr std::size_t KEPT_MAX = 60000;            // an hour of turning by hand
-constexpr std::int64_t GYR_GAP_MAX = 100'000'000; // ns
+constexpr std::uint64_t GYR_GAP_MAX = 100'000'000; // ns
 constexpr double FIELD_MAX = 1e5;                  // microtesla, beyond every sensor
 
 double median(double a, double b, double c)
@@ -32,10 +32,11 @@ void timeline::add(const event &e)
     if (e.kind != sensor::gyr)
         return;
     const Vector3d rate(e.x, e.y, e.z);
-    const bool follows = last_gyr_ns_ && e.t_ns >= *last_gyr_ns_ && e.t_ns - *last_gyr_ns_ <= GYR_GAP_MAX;
-    if (!follows || !rate.allFinite())
+    // Times are any numbers: their difference wraps around.
+    const auto passed = static_cast<std::uint64_t>(e.t_ns) - static_cast<std::uint64_t>(last_gyr_ns_.value_or(0));
+    if (!last_gyr_ns_ || passed > GYR_GAP_MAX || !rate.allFinite())
         turn_known_ = false;
-    else if (const double dt = static_cast<double>(e.t_ns - *last_gyr_ns_) / 1e9; rate.norm() > 0.0)
+    else if (const double dt = static_cast<double>(passed) / 1e9; rate.norm() > 0.0)
         turn_ = (turn_ * Quaterniond(AngleAxisd(rate.norm() * dt, rate.normalized()))).normalized();
     last_gyr_ns_ = e.t_ns;
 }
