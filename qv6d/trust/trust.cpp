@@ -81,11 +81,16 @@ bool fits(const hindsight &all, const stretch &sphere, const stretch &s)
     return median_of(distances) <= FITS;
 }
 
+// What is known of the sphere in a stretch. Null when nothing is.
+struct view
+{
+    const stretch *before, *after, *here;
+};
+
 // The sphere that the device had in a stretch. When something passed, it is the one that was there before and after. At
 // rest, it is the one seen before or after, if it fits.
-const stretch *sphere_in(const hindsight &all, std::size_t i)
+const stretch *sphere_in(const hindsight &all, std::size_t i, const stretch *before, const stretch *after)
 {
-    const stretch *before = next_known(all, i, -1), *after = next_known(all, i, 1);
     if (before != nullptr && after != nullptr && from_of(all, *after) - to_of(all, *before) <= PASSES &&
         (before->centre - after->centre).norm() <= SAME)
         return before;
@@ -98,14 +103,28 @@ const stretch *sphere_in(const hindsight &all, std::size_t i)
     return nullptr;
 }
 
-// A distance that is NaN is wrong.
-void judge(const hindsight &all, const kept_sample &s, const publication &p, const stretch *sphere, finding *f)
+view view_of(const hindsight &all, std::size_t i)
 {
-    f->judged = sphere != nullptr;
-    f->by = f->judged ? (p.offset - sphere->centre).norm()
+    const stretch *before = next_known(all, i, -1), *after = next_known(all, i, 1);
+    return {before, after, sphere_in(all, i, before, after)};
+}
+
+bool is_right(const publication &p, const stretch *sphere)
+{
+    return sphere != nullptr && (p.offset - sphere->centre).norm() <= OFFSET_WRONG;
+}
+
+// A distance that is NaN is wrong. From one direction, a magnet looks like a room with another field: where the same
+// offset was right before and after, nothing is said.
+void judge(const hindsight &all, const kept_sample &s, const publication &p, const view &sphere, finding *f)
+{
+    f->judged = sphere.here != nullptr;
+    f->by = f->judged ? (p.offset - sphere.here->centre).norm()
                       : std::abs((all.to_sphere * (s.field - p.offset)).norm() - p.radius);
-    if (!(f->by <= (f->judged ? OFFSET_WRONG : NORM_WRONG)))
-        f->wrong = f->judged ? contradiction_kind::offset : contradiction_kind::norm;
+    if (f->judged && !(f->by <= OFFSET_WRONG))
+        f->wrong = contradiction_kind::offset;
+    if (!f->judged && !(f->by <= NORM_WRONG) && !(is_right(p, sphere.before) && is_right(p, sphere.after)))
+        f->wrong = contradiction_kind::norm;
 }
 
 std::vector<finding> findings_of(const hindsight &all)
@@ -114,7 +133,7 @@ std::vector<finding> findings_of(const hindsight &all)
     const std::vector<kept_sample> &samples = all.seen.samples();
     for (std::size_t i = 0; i < all.found.all.size(); ++i)
     {
-        const stretch *sphere = sphere_in(all, i);
+        const view sphere = view_of(all, i);
         for (std::size_t k = all.found.all[i].begin; k < all.found.all[i].end; ++k)
         {
             const publication &p = all.seen.publications()[samples[k].published];
