@@ -44,11 +44,10 @@ const char *name(contradiction_kind kind)
 
 std::string held(const trust &t)
 {
-    const std::string judged = t.judged < t.graded ? fmt::format(" {:.1f} s of them could be judged.", t.judged) : "";
-    return fmt::format(
-        "Grade 3 held: in the {:.1f} s that it was shown, the published offset was within {:.0f} µT of the one "
-        "that the field shows.{}",
-        t.graded, OFFSET_WRONG, judged);
+    const std::string judged = t.judged < t.graded ? fmt::format("{:.1f} s that could be judged, of ", t.judged) : "";
+    return fmt::format("Grade 3 held: in the {}{:.1f} s that it was shown, the published offset was within {:.0f} µT "
+                       "of the one that the field shows.",
+                       judged, t.graded, OFFSET_WRONG);
 }
 
 std::string contradicted(const trust &t)
@@ -58,7 +57,7 @@ std::string contradicted(const trust &t)
     std::string text = fmt::format("Grade 3 was wrong for {:.1f} of {:.1f} s:", t.wrong, t.graded);
     for (std::size_t i = 0; i < std::min(SAID, longest.size()); ++i)
         text += fmt::format("{} {}", i > 0 ? ";" : "", words(longest[i]));
-    return text + (longest.size() > SAID ? fmt::format("; and {} more times.", longest.size() - SAID) : ".");
+    return text + (longest.size() > SAID ? fmt::format("; and {} more.", longest.size() - SAID) : ".");
 }
 
 nlohmann::ordered_json json_of(const contradiction &c)
