@@ -2,6 +2,7 @@
 
 #include "common/text.h"
 #include "explain/happenings.h"
+#include "explain/verdict.h"
 
 #include <algorithm>
 #include <fmt/format.h>

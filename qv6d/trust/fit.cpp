@@ -24,7 +24,6 @@ constexpr int STEPS = 60;                               // of the fit; most need
 constexpr double DAMPING = 1e-3;                        // at first
 constexpr double SETTLED = 1e-4;                        // microtesla: a smaller step is the last one
 constexpr double PULLS[] = {1e-3, 1.0};                 // microtesla², of the two first guesses
-constexpr double DEPENDENT = 3.0;                       // kept samples that share one error of the place
 constexpr double RESIDUAL_MIN = 0.2;                    // microtesla
 constexpr double NEVER = 1e3;                           // microtesla: an error that says nothing
 constexpr double RADIUS_LEAST = 0.3, RADIUS_MOST = 2.0; // of the typical one

@@ -19,11 +19,10 @@ namespace
 
 constexpr std::size_t WINDOW = 100;     // samples: some seconds of turning
 constexpr double PRIOR = 0.025;         // of each of the five, standard deviation: phones have some percent
-constexpr double DEPENDENT = 3.0;       // kept samples that share one error of place
 constexpr double TYPICAL_RADIUS = 45.0; // microtesla
-constexpr double PULL = 1e-3;           // microtesla²
+constexpr double WINDOW_PULL = 1e-3;    // microtesla²
 constexpr double RADIUS_MIN = 15.0, RADIUS_MAX = 100.0;
-constexpr double NOISE_MIN = 0.2;    // microtesla
+constexpr double NOISE_LEAST = 0.2;  // microtesla
 constexpr double STRETCH_MIN = 0.25; // of the squares: a shape that has one is none of soft iron
 
 } // namespace
@@ -53,19 +52,19 @@ field_shape plain_shape(const std::vector<kept_sample> &samples)
         cloud window;
         for (std::size_t k = i; k < std::min(samples.size(), i + WINDOW); ++k)
             window.add(samples[k].field - samples[i].field);
-        const algebraic_sphere sphere = sphere_through(window, PULL);
+        const algebraic_sphere sphere = sphere_through(window, WINDOW_PULL);
         residuals.push_back(std::sqrt(sphere.misfit / window.count) / (2.0 * sphere.radius));
         if (sphere.radius > RADIUS_MIN && sphere.radius < RADIUS_MAX)
             radii.push_back(sphere.radius);
     }
     return {shape_parameters::Zero(), shape_covariance::Identity() * PRIOR * PRIOR,
-            std::max(NOISE_MIN, residuals.empty() ? 0.0 : median_of(residuals)),
+            std::max(NOISE_LEAST, residuals.empty() ? 0.0 : median_of(residuals)),
             radii.empty() ? TYPICAL_RADIUS : median_of(radii)};
 }
 
 field_shape improved(const field_shape &shape, double residual, const shape_equations &seen)
 {
-    const double noise = std::max(NOISE_MIN, residual), weight = 1.0 / (DEPENDENT * noise * noise);
+    const double noise = std::max(NOISE_LEAST, residual), weight = 1.0 / (DEPENDENT * noise * noise);
     const shape_covariance prior = shape_covariance::Identity() / (PRIOR * PRIOR);
     const Eigen::LDLT<shape_covariance> solver(prior + weight * seen.information);
     field_shape better = shape;

@@ -6,6 +6,9 @@
 namespace qv6d
 {
 
+// Kept samples that share one error of the place.
+inline constexpr double DEPENDENT = 3.0;
+
 using shape_parameters = Eigen::Matrix<double, 5, 1>;
 using shape_covariance = Eigen::Matrix<double, 5, 5>;
 

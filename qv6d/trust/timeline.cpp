@@ -41,11 +41,18 @@ void timeline::add(const event &e)
     last_gyr_ns_ = e.t_ns;
 }
 
+// NaN is no other value than NaN.
+static bool differ(const publication &a, const publication &b)
+{
+    const auto other = [](double x, double y) { return x != y && !(std::isnan(x) && std::isnan(y)); };
+    return a.grade != b.grade || other(a.radius, b.radius) || other(a.offset.x(), b.offset.x()) ||
+           other(a.offset.y(), b.offset.y()) || other(a.offset.z(), b.offset.z());
+}
+
 void timeline::note_published(const trust_sample &s)
 {
     const publication now = {s.t, Vector3d(s.offset.data()), s.radius, s.grade};
-    if (publications_.empty() || publications_.back().offset != now.offset ||
-        publications_.back().radius != now.radius || publications_.back().grade != now.grade)
+    if (publications_.empty() || differ(publications_.back(), now))
         publications_.push_back(now);
 }
 

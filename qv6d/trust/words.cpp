@@ -18,14 +18,14 @@ const char *name(trust_verdict verdict)
     return NAMES[static_cast<std::size_t>(verdict)];
 }
 
-struct naming
+struct reason_words
 {
     const char *name, *words;
 };
 
-naming of(unjudged_reason reason)
+reason_words of(unjudged_reason reason)
 {
-    constexpr naming ALL[] = {
+    constexpr reason_words ALL[] = {
         {"", ""},
         {"never_graded", "There is no grade to trust: grade 3 was never shown."},
         {"untimed", "Grade 3 cannot be judged: the samples have no times. Give --log-rate."},
