@@ -44,10 +44,12 @@ const char *name(contradiction_kind kind)
 
 std::string held(const trust &t)
 {
-    const std::string judged = t.judged < t.graded ? fmt::format("{:.1f} s that could be judged, of ", t.judged) : "";
-    return fmt::format("Grade 3 held: in the {}{:.1f} s that it was shown, the published offset was within {:.0f} µT "
-                       "of the one that the field shows.",
-                       judged, t.graded, OFFSET_WRONG);
+    const std::string when = t.judged < t.graded
+                                 ? fmt::format("the {:.1f} of {:.1f} s that could be judged", t.judged, t.graded)
+                                 : fmt::format("all {:.1f} s that it was shown", t.graded);
+    return fmt::format(
+        "Grade 3 held: in {}, the published offset was within {:.0f} µT of the one that the field shows.", when,
+        OFFSET_WRONG);
 }
 
 std::string contradicted(const trust &t)
