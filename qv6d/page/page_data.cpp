@@ -291,10 +291,12 @@ ordered_json page_data::limits(const findings &found) const
         all["span"] = found.counts.widest()->min;
     if (!found.source.recording)
         return all;
+    // The record is packed: its numbers are copied, for no reference may be bound to them.
+    const auto number = [](double copy) { return ordered_json(copy); };
     const qvstorage_cfg &now = configuration_in_force();
-    all["span"] = now.hcal.motion.sendiffmin;
-    all["grades"] = {now.hcal.accuracy[0], now.hcal.accuracy[1], now.hcal.accuracy[2]};
-    all["clear"] = now.hcal.clearradius;
+    all["span"] = number(now.hcal.motion.sendiffmin);
+    all["grades"] = {number(now.hcal.accuracy[0]), number(now.hcal.accuracy[1]), number(now.hcal.accuracy[2])};
+    all["clear"] = number(now.hcal.clearradius);
     return all;
 }
 
