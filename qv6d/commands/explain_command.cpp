@@ -119,15 +119,16 @@ void run_explain(const explain_arguments &given)
     cycle_counts counts;
     page_file page(given.report);
     happenings_told told(&out, given.json);
-    const auto on_cycle = [&](const cycle &c)
+    cycle_hearing hearing;
+    hearing.on_event = [&](const event &e) { page.add(e); };
+    hearing.on_cycle = [&](const cycle &c)
     {
         if (!given.counts_only)
             told.add(c);
         counts.add(c);
         page.add(c);
     };
-    const cycle_source source =
-        read_cycles(given.settings, given.log_rate, {on_cycle, [&](const event &e) { page.add(e); }, {}});
+    const cycle_source source = read_cycles(given.settings, given.log_rate, hearing);
     const findings found = find_by_replaying(counts, source, given.settings);
     if (given.json)
         print_json(&out, given, found, told.entries(source.timed));

@@ -3,9 +3,9 @@
 #include "commands/commands.h"
 #include "commands/completion.h"
 #include "commands/options.h"
+#include "commands/replay_document.h"
 #include "commands/replay_many.h"
 #include "common/error.h"
-#include "common/json_document.h"
 #include "common/output.h"
 #include "common/terminal.h"
 #include "common/text.h"
@@ -19,10 +19,8 @@
 #include "trust/trust_listener.h"
 #include "trust/words.h"
 
-#include <chrono>
 #include <cmath>
 #include <filesystem>
-#include <functional>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -42,16 +40,9 @@ struct replay_arguments
     std::string log;
     std::string report;
     bool json = false;
-    bool truth_known = false;
-    std::array<double, 3> true_offset = {}; // microtesla
-    grade_requirement required = {0, {}};   // of no grade: nothing
+    std::array<double, 3> true_offset = {}; // microtesla, when the option is given
+    replay_expectation expected;
 };
-
-std::array<double, 3> raw_microtesla(const event &e, bool counts)
-{
-    const float scale = counts ? QV6D_MICROTESLA_PER_COUNT : 1.0f;
-    return {e.x * scale, e.y * scale, e.z * scale};
-}
 
 void print_row(output *rows, const sample_result &r)
 {
@@ -69,7 +60,7 @@ public:
     // Opens the files.
     explicit replay_results(const replay_arguments &given)
         : given_(given), trust_(given.settings.counts), input_(given.settings.counts ? QV6D_MICROTESLA_PER_COUNT : 1.0),
-          page_(given.report), cycles_([this](const cycle &c) { take(c); })
+          page_(given.report), cycles_([this](const cycle &c) { take(c); }), summary_(given.settings.counts)
     {
         open_rows();
         if (!given.log.empty())
@@ -97,6 +88,7 @@ public:
     // The report comes first: it may take long, and an interrupt during it leaves no file.
     void finish_files()
     {
+        summary_.finish(watch_);
         grade_trust_ = trust_.finish();
         if (page_.wanted())
         {
@@ -115,13 +107,13 @@ public:
         return watch_;
     }
 
-    void print_summary(double wall_seconds)
+    void print_summary() const
     {
-        summary_.finish(watch_, wall_seconds);
         const std::string &name = given_.settings.recording;
-        const auto truth = given_.truth_known ? std::optional(given_.true_offset) : std::nullopt;
         const std::string text =
-            given_.json ? json(truth) : summary_.text(name, truth) + input_.text() + words(grade_trust_) + "\n";
+            given_.json
+                ? json_text(replay_document(given_.settings, given_.expected, summary_, grade_trust_, input_), 2) + "\n"
+                : summary_.text(name, given_.expected.true_offset) + input_.text() + words(grade_trust_) + "\n";
         const bool rows_on_stdout = given_.output == "-" || (given_.output.empty() && rows_);
         if (rows_on_stdout)
         {
@@ -137,27 +129,13 @@ public:
     // Throws EXIT_UNMET.
     void require_grade() const
     {
-        const grade_requirement &required = given_.required;
+        const grade_requirement &required = given_.expected.required;
         if (required.grade > 0 && !required.met_by(summary_.calibration()))
             throw error(EXIT_UNMET,
                         fmt::format("{}: {}", given_.settings.recording, required.unmet(summary_.calibration())));
     }
 
 private:
-    std::string json(const std::optional<std::array<double, 3>> &truth) const
-    {
-        nlohmann::ordered_json document = json_document("replay");
-        document["input"] = json_of(input_of(given_.settings, input_.origin().format));
-        document.update(summary_.json(truth));
-        document["trust"] = json_of(grade_trust_);
-        document["plausibility"] = input_.json();
-        if (const grade_requirement &required = given_.required; required.grade > 0)
-            document["required"] = {{"grade", required.grade},
-                                    {"within_s", json_of(required.within_s)},
-                                    {"met", required.met_by(summary_.calibration())}};
-        return json_text(document, 2) + "\n";
-    }
-
     // Rows go to the file named, else down the pipe, but not over a person's screen or into the JSON.
     void open_rows()
     {
@@ -181,8 +159,7 @@ private:
     {
         page_facts known = {std::filesystem::path(given_.settings.recording).filename().string()};
         known.run = run_facts(given_.settings);
-        if (given_.truth_known)
-            known.true_offset = given_.true_offset;
+        known.true_offset = given_.expected.true_offset;
         return known;
     }
 
@@ -204,7 +181,7 @@ private:
     {
         cycles_.on_result();
         trust_.on_result(e, result);
-        summary_.add(result, raw_microtesla(e, given_.settings.counts), watch_.resets());
+        summary_.add(e, result, watch_.resets());
         if (rows_)
             print_row(&*rows_, result);
     }
@@ -234,13 +211,6 @@ void print_warnings(const replay_settings &settings, const log_watch &watch)
         note("env.gyrthr is set, but without --notify-gyro no gyroscope is heard: nothing moves");
 }
 
-double seconds_of(const std::function<void()> &work)
-{
-    const auto start = std::chrono::steady_clock::now();
-    work();
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
-
 void refuse_conflicts(const replay_arguments &given)
 {
     if (given.json && given.output == "-")
@@ -252,8 +222,7 @@ exit_code run_list(const replay_arguments &given)
 {
     if (!given.output.empty() || !given.log.empty())
         throw error(EXIT_USAGE, "--output and --log are for one recording under one configuration");
-    return replay_many({given.settings, given.recordings, given.configs, given.report, given.json,
-                        given.truth_known ? std::optional(given.true_offset) : std::nullopt, given.required});
+    return replay_many({given.settings, given.recordings, given.configs, given.report, given.json, given.expected});
 }
 
 // In place of one recording and one customer file.
@@ -280,10 +249,10 @@ void run_replay(const replay_arguments &given)
     replay_results results(given);
     replay_settings settings = given.settings;
     settings.debug = results.need_debug_lines();
-    const double wall_seconds = seconds_of([&] { replay(settings, results.listener()); });
+    replay(settings, results.listener());
     results.finish_files();
     print_warnings(given.settings, results.log());
-    results.print_summary(wall_seconds);
+    results.print_summary();
     results.require_grade();
 }
 
@@ -336,13 +305,14 @@ void add_replay(CLI::App *app, exit_code *result)
     add_numbers(command, "--true-offset", &given->true_offset,
                 "True hard-iron offset X,Y,Z in µT; the summary says how far the calibration is from it");
     add_report(command, &given->report);
-    add_requirement(command, &given->required);
+    add_requirement(command, &given->expected.required);
     command->add_option("--log", given->log, "Write the library's log to this file")->type_name(FILE_VALUE);
     command->add_flag("--json", given->json, "Print the summary as JSON");
     command->callback(
         [given, command, result]
         {
-            given->truth_known = command->count("--true-offset") > 0;
+            if (command->count("--true-offset") > 0)
+                given->expected.true_offset = given->true_offset;
             if (given->recordings.size() > 1 || given->configs.size() > 1)
             {
                 *result = run_list(*given);

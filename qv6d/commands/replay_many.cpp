@@ -7,6 +7,7 @@
 #include "explain/findings.h"
 #include "library/customer_words.h"
 #include "library/library_log.h"
+#include "library/summary.h"
 #include "page/overview.h"
 #include "page/page_file.h"
 #include "page/run_facts.h"
@@ -77,30 +78,40 @@ std::vector<listed_run> runs_of(const replay_list &list)
     return runs;
 }
 
-// The data of the run's page, and what the library did not take of its configuration.
+// What the run says in JSON, the data of its page, and what the library did not take of its configuration.
 ordered_json replayed(const listed_run &run, const replay_list &list)
 {
     page_data page;
     cycle_counts counts;
     log_watch watch;
+    summary figures(run.settings.counts);
     cycle_hearing hearing;
     hearing.on_cycle = [&](const cycle &c)
     {
         counts.add(c);
         page.add(c);
     };
-    hearing.on_event = [&](const event &e) { page.add(e); };
+    hearing.on_event = [&](const event &e)
+    {
+        figures.count(e);
+        page.add(e);
+    };
+    hearing.on_result = [&](const event &e, const sample_result &r) { figures.add(e, r, watch.resets()); };
     hearing.on_log = [&](std::string_view line) { watch.take(line); };
     const cycle_source source = replay_cycles(run.settings, hearing);
+    figures.finish(watch);
     page_facts facts = {run.title};
     facts.run = run_facts(run.settings);
-    facts.true_offset = list.true_offset;
+    facts.true_offset = list.expected.true_offset;
     const findings found = find_by_replaying(counts, source, run.settings);
-    ordered_json result = {{"page", page.json(found, facts)},
-                           {"complaints", plain_words(run.settings.config, watch.complaints())},
-                           {"code", EXIT_OK}};
-    if (list.required.grade > 0 && !list.required.met_by(source.calibration))
-        result["unmet"] = list.required.unmet(source.calibration);
+    ordered_json result = {
+        {"document", replay_document(run.settings, list.expected, figures, source.grade_trust, *source.input)},
+        {"page", page.json(found, facts)},
+        {"complaints", plain_words(run.settings.config, watch.complaints())},
+        {"code", EXIT_OK}};
+    if (const grade_requirement &required = list.expected.required;
+        required.grade > 0 && !required.met_by(source.calibration))
+        result["unmet"] = required.unmet(source.calibration);
     return result;
 }
 
@@ -194,62 +205,100 @@ void refuse_what_is_for_one(const replay_list &list, std::size_t runs, const lis
     refuse_overlap(inputs, {list.report});
 }
 
-void print_rows(const std::vector<listed_run> &runs, const ordered_json &rows, bool json)
+// The runs' results, in the order of the runs.
+class replayed_list
 {
-    output screen("-");
-    if (json)
-        screen.print("{}\n", json_text({{"runs", rows}}, 2));
-    for (std::size_t k = 0; k < runs.size() && !json; ++k)
+public:
+    // Throws qv6d::error when the report cannot be written.
+    replayed_list(const replay_list &list, const std::vector<listed_run> &runs)
+        : list_(list), runs_(runs), report_(list.report), rows_(runs.size()), documents_(runs.size()),
+          pages_(runs.size()), codes_(runs.size(), EXIT_OK)
     {
-        const bool names_itself = !rows[k]["error"].is_null();
-        screen.print("{}{}\n", names_itself ? "" : runs[k].title + ": ", overview_text(rows[k]));
+        refuse_what_is_for_one(list, runs.size(), report_);
     }
-    screen.finish();
-}
+
+    void take(std::size_t k, ordered_json came)
+    {
+        codes_[k] = came["code"].get<exit_code>();
+        if (codes_[k] != EXIT_OK)
+        {
+            const std::string reason = came["error"].get<std::string>();
+            rows_[k] = overview_of_failure(runs_[k].title, reason);
+            documents_[k] = replay_failure(runs_[k].settings, codes_[k], reason);
+            return;
+        }
+        tell(k, came);
+        rows_[k] = overview(came["page"]);
+        report_.add(runs_[k], &came["page"], &rows_[k]);
+        documents_[k] = std::move(came["document"]);
+        documents_[k]["page"] = rows_[k]["page"];
+        if (report_.overlaid())
+            pages_[k] = std::move(came["page"]);
+    }
+
+    void write_report()
+    {
+        std::erase_if(pages_, [](const ordered_json &page) { return page.is_null(); });
+        report_.finish(list_.recordings.size() == 1 ? file_name(list_.recordings[0]) : "Several recordings", rows_,
+                       pages_);
+    }
+
+    void print() const
+    {
+        output screen("-");
+        for (std::size_t k = 0; k < runs_.size(); ++k)
+            screen.print("{}\n", list_.json ? json_text(documents_[k]) : line(k));
+        screen.finish();
+    }
+
+    // Of the first run that failed.
+    exit_code code() const
+    {
+        const auto failed = std::ranges::find_if(codes_, [](exit_code code) { return code != EXIT_OK; });
+        return failed == codes_.end() ? EXIT_OK : *failed;
+    }
+
+private:
+    // What a person should know of the run, once.
+    void tell(std::size_t k, const ordered_json &came)
+    {
+        for (const ordered_json &complaint : came["complaints"])
+            if (told_.insert(complaint).second)
+                note(complaint);
+        if (!came.contains("unmet"))
+            return;
+        codes_[k] = EXIT_UNMET;
+        note(fmt::format("{}: {}", runs_[k].title, came["unmet"].get<std::string>()));
+    }
+
+    std::string line(std::size_t k) const
+    {
+        const bool names_itself = !rows_[k]["error"].is_null();
+        return (names_itself ? "" : runs_[k].title + ": ") + overview_text(rows_[k]);
+    }
+
+    const replay_list &list_;
+    const std::vector<listed_run> &runs_;
+    list_report report_;
+    std::vector<ordered_json> rows_, documents_, pages_;
+    std::vector<exit_code> codes_;
+    std::set<std::string> told_;
+};
 
 } // namespace
 
 exit_code replay_many(const replay_list &list)
 {
     const std::vector<listed_run> runs = runs_of(list);
-    list_report report(list.report);
-    refuse_what_is_for_one(list, runs.size(), report);
-    std::vector<ordered_json> rows(runs.size()), pages(runs.size());
-    std::vector<exit_code> codes(runs.size(), EXIT_OK);
-    std::set<std::string> told;
-
+    replayed_list results(list, runs);
     process_work work;
     work.run = [&](std::size_t k) { return replay_in_process(runs[k], list); };
     work.name = [&](std::size_t k) { return runs[k].title; };
-    work.take = [&](std::size_t k, const std::string &result)
-    {
-        ordered_json came = ordered_json::parse(result);
-        codes[k] = came["code"].get<exit_code>();
-        if (codes[k] != EXIT_OK)
-        {
-            rows[k] = overview_of_failure(runs[k].title, came["error"].get<std::string>());
-            return;
-        }
-        for (const ordered_json &complaint : came["complaints"])
-            if (told.insert(complaint).second)
-                note(complaint);
-        if (came.contains("unmet"))
-        {
-            codes[k] = EXIT_UNMET;
-            note(fmt::format("{}: {}", runs[k].title, came["unmet"].get<std::string>()));
-        }
-        rows[k] = overview(came["page"]);
-        report.add(runs[k], &came["page"], &rows[k]);
-        if (report.overlaid())
-            pages[k] = std::move(came["page"]);
-    };
+    work.take = [&](std::size_t k, const std::string &result) { results.take(k, ordered_json::parse(result)); };
     run_in_processes(runs.size(), std::max(1u, std::thread::hardware_concurrency()), work);
-
-    std::erase_if(pages, [](const ordered_json &page) { return page.is_null(); });
-    report.finish(list.recordings.size() == 1 ? file_name(list.recordings[0]) : "Several recordings", rows, pages);
-    print_rows(runs, rows, list.json);
-    const auto failed = std::ranges::find_if(codes, [](exit_code code) { return code != EXIT_OK; });
-    return failed == codes.end() ? EXIT_OK : *failed;
+    results.write_report();
+    results.print();
+    return results.code();
 }
 
 } // namespace qv6d

@@ -1,12 +1,10 @@
 // qv6d replay of several recordings, or of one under several configurations.
 #pragma once
 
+#include "commands/replay_document.h"
 #include "common/error.h"
-#include "library/calibration.h"
 #include "library/replay.h"
 
-#include <array>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -19,11 +17,11 @@ struct replay_list
     std::vector<std::string> recordings, configs; // every recording under every configuration
     std::string report; // one page (.html) of all runs laid over each other, or a folder with a page of each
     bool json = false;
-    std::optional<std::array<double, 3>> true_offset; // microtesla
-    grade_requirement required = {0, {}};             // of no grade: nothing
+    replay_expectation expected;
 };
 
-// Prints a line per run. A run that fails has its line and its row too; returns the code of the first one.
+// Prints a line per run, with `json` a document. A run that fails has its line and its row too; returns the code of the
+// first one.
 exit_code replay_many(const replay_list &list);
 
 } // namespace qv6d

@@ -79,15 +79,14 @@ attempt replayed(replay_settings settings, const remedy &how, const customer_ove
     settings.quiet = true;
     cycle_counts counts;
     attempt result = {};
-    const cycle_source source = read_cycles(settings, 0.0,
-                                            {[&](const cycle &c)
-                                             {
-                                                 counts.add(c);
-                                                 if (c.grade == QV6D_GRADE_BEST && !result.grade3)
-                                                     result.grade3 = c.time;
-                                             },
-                                             {},
-                                             {}});
+    cycle_hearing hearing;
+    hearing.on_cycle = [&](const cycle &c)
+    {
+        counts.add(c);
+        if (c.grade == QV6D_GRADE_BEST && !result.grade3)
+            result.grade3 = c.time;
+    };
+    const cycle_source source = read_cycles(settings, 0.0, hearing);
     result.calibrated = counts.calibrated_since().has_value();
     result.since = counts.calibrated_since().value_or(std::nan(""));
     result.trust = source.grade_trust.verdict;

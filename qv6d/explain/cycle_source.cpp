@@ -186,6 +186,8 @@ cycle_source replay_cycles(replay_settings settings, const cycle_hearing &hearin
         cycles.on_result();
         grades.on_result(e, result);
         calibration.add(sample_of(result, cycles.now(), watch.resets()));
+        if (hearing.on_result)
+            hearing.on_result(e, result);
     };
     replay(settings, listener);
     cycle_source source = cycles.finish(settings, grades.finish());

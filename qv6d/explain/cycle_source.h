@@ -63,9 +63,10 @@ private:
 // What a reader of cycles wants to hear; each may be empty. Events and lines are those of a recording's replay.
 struct cycle_hearing
 {
-    std::function<void(const cycle &)> on_cycle;
-    std::function<void(const event &)> on_event;
-    std::function<void(std::string_view)> on_log;
+    std::function<void(const cycle &)> on_cycle = {};
+    std::function<void(const event &)> on_event = {};
+    std::function<void(std::string_view)> on_log = {};
+    std::function<void(const event &, const sample_result &)> on_result = {}; // of a recording only
 };
 
 // Replays a recording with the debug lines on. Throws qv6d::error.

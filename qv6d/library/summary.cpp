@@ -95,24 +95,24 @@ double summary::seconds(std::int64_t t_ns) const
     return static_cast<double>(past) / 1e9;
 }
 
-void summary::add(const sample_result &result, const std::array<double, 3> &raw_field, std::uint64_t resets)
+void summary::add(const event &e, const sample_result &result, std::uint64_t resets)
 {
     ++used_;
     last_ = result;
     calibration_.add(sample_of(result, seconds(result.t_ns), resets));
     const double calibrated = norm({result.calibrated[0], result.calibrated[1], result.calibrated[2]});
-    raw_norm_.add(norm(raw_field));
+    raw_norm_.add(norm({e.x * scale_, e.y * scale_, e.z * scale_}));
     if (calibration_.offset() != offset_state::none) // before that, the field calibrated with nothing
         calibrated_norm_.add(calibrated);
     if (result.grade > QV6D_GRADE_UNRELIABLE)
         graded_norm_.add(calibrated);
 }
 
-void summary::finish(const log_watch &log, double wall_seconds)
+void summary::finish(const log_watch &log)
 {
     resets_ = log.resets();
     started_ = log.started();
-    wall_seconds_ = wall_seconds;
+    wall_seconds_ = std::chrono::duration<double>(std::chrono::steady_clock::now() - began_).count();
 }
 
 std::string summary::offset_text(const std::optional<std::array<double, 3>> &true_offset) const

@@ -5,9 +5,11 @@
 #include "library/calibration.h"
 #include "library/library_log.h"
 #include "library/service.h"
+#include "qv6dalgo.h"
 #include "recordings/recording.h"
 
 #include <array>
+#include <chrono>
 #include <optional>
 #include <string>
 
@@ -17,10 +19,16 @@ namespace qv6d
 class summary
 {
 public:
+    // `counts`: magnetometer events are raw counts.
+    explicit summary(bool counts) : scale_(counts ? QV6D_MICROTESLA_PER_COUNT : 1.0f)
+    {
+    }
+
     void count(const event &e);
-    // `resets` is how often the calibration was started over so far.
-    void add(const sample_result &result, const std::array<double, 3> &raw_field, std::uint64_t resets);
-    void finish(const log_watch &log, double wall_seconds);
+    // What the magnetometer event gave. `resets` is how often the calibration was started over so far.
+    void add(const event &e, const sample_result &result, std::uint64_t resets);
+    // Right after the replay: the speed is taken from the construction to here.
+    void finish(const log_watch &log);
 
     const calibration_watch &calibration() const
     {
@@ -35,6 +43,8 @@ private:
     double seconds(std::int64_t t_ns) const;
     std::string offset_text(const std::optional<std::array<double, 3>> &true_offset) const;
 
+    const float scale_; // to microtesla
+    const std::chrono::steady_clock::time_point began_ = std::chrono::steady_clock::now();
     std::array<std::uint64_t, 3> events_ = {}; // by sensor
     std::optional<std::array<double, 3>> platform_bias_;
     std::uint64_t used_ = 0;

@@ -403,7 +403,7 @@ private:
     {
         const bool judged = hints_.opposite.value_or(has_platform_signs()) && in_g && part->what.what == quantity::acc;
         if (judged)
-            part->decision += "; signs changed, because the other phone platform's point down at rest";
+            part->decision += "; signs changed, because an iPhone's point down at rest";
         else if (in_g && !hints_.said->opposite && part->what.unit.empty() && !hints_.said->acceleration)
             part->decision += "; signs as they are (--unit opposite changes them)";
         if (judged != hints_.said->opposite)

@@ -23,7 +23,7 @@ validator = jsonschema.Draft202012Validator(schema)
 def documents(*arguments, code=0):
     done = subprocess.run([qv6d, *arguments], encoding="utf-8", stdout=subprocess.PIPE)
     assert done.returncode == code, f"{arguments}: exit code {done.returncode}"
-    all_of_it = done.stdout.splitlines() if arguments[0] == "tune" else [done.stdout]
+    all_of_it = done.stdout.splitlines() if done.stdout.startswith('{"schema"') else [done.stdout]
     found = [json.loads(text) for text in all_of_it]
     for document in found:
         for fault in validator.iter_errors(document):
@@ -77,6 +77,12 @@ subprocess.run([qv6d, "simulate", "--seed", "7", "--noise", "0.3", "--duration",
                 "jump.csv"], check=True)
 lost, = documents("replay", "jump.csv", "--json")
 assert lost["calibration"]["verdict"] == "lost" and lost["calibration"]["since_s"] is None
+
+# Of several, each line says what the replay of that one says; a recording that is not there has a line too.
+several = documents("replay", "a.csv", "nowhere.csv", "jump.csv", "--json", "--true-offset", "120,-45,-300", code=4)
+for of_several, alone in (several[0], replayed), (several[2], lost):
+    assert of_several["calibration"] == alone["calibration"] and of_several["raw_norm_ut"] == alone["raw_norm_ut"]
+assert several[0]["offset_error_ut"] == replayed["offset_error_ut"] and several[1]["error"]["exit_code"] == 4
 
 # A requirement that is not met is said, and ends with a code of its own.
 for within, code in ("12", 0), ("11", 6):
