@@ -38,7 +38,7 @@ function(add_installed_library name abi component)
   set(map ${CMAKE_CURRENT_SOURCE_DIR}/lib${name}.map)
   target_link_options(${name}_shared PRIVATE
     -Wl,--version-script=${map}
-    -Wl,-Bsymbolic-functions # a function of the same name in the host changes nothing inside
+    -Wl,-Bsymbolic # a function or a variable of the same name in the host changes nothing inside
     -Wl,--as-needed) # no library of which nothing is called
   set_target_properties(${name}_shared PROPERTIES LINK_DEPENDS ${map})
   if(NOT QV6D_SANITIZE)

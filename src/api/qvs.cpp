@@ -3,9 +3,11 @@
 #include "algo/qvalgo.h"
 #include "api/qvs_start.h"
 #include "hcal/qvhcal.h"
+#include "platform/copies.h"
 
 #include <cstddef>
 #include <cstring>
+#include <iterator>
 
 static_assert(sizeof(qvs_sample) == 24);
 static_assert(sizeof(qvs_output) == 40 && offsetof(qvs_output, accuracy) == 32);
@@ -49,6 +51,39 @@ alignas(8) qvs_output qvVirtualGyro;
 alignas(8) uint8_t output_sensor_data[448];
 int32_t qv_log_value;
 
+#define VARIABLE(name)                                                                                                 \
+    {                                                                                                                  \
+#name, &name, sizeof name, nullptr                                                                             \
+    }
+static exported_variable variables[] = {
+    VARIABLE(accDataIn),          VARIABLE(gyroDataIn),      VARIABLE(magDataIn),     VARIABLE(accRawDataReady),
+    VARIABLE(gyroRawDataReady),   VARIABLE(magRawDataReady), VARIABLE(accel),         VARIABLE(mag),
+    VARIABLE(algo_out_hcal),      VARIABLE(algo_out_fusion), VARIABLE(qvGravity),     VARIABLE(qvRotationVector),
+    VARIABLE(qvOrientation),      VARIABLE(qvLinearaccel),   VARIABLE(qvGeoMagnetic), VARIABLE(qvVirtualGyro),
+    VARIABLE(output_sensor_data), VARIABLE(qv_log_value),
+};
+#undef VARIABLE
+
+static bool has_copies;
+
+__attribute__((constructor)) static void look_for_copies()
+{
+    find_copies(variables, std::size(variables));
+    for (const exported_variable &v : variables)
+        has_copies = has_copies || v.copy != nullptr;
+}
+
+// The library works on its own variables, which nobody can replace. An entry point ends with this where it changed one:
+// it keeps the copies of a program that reads them by name up to date.
+static int32_t done()
+{
+    if (has_copies)
+        for (const exported_variable &v : variables)
+            if (v.copy != nullptr)
+                std::memcpy(v.copy, v.address, v.size);
+    return 0;
+}
+
 void qvs_configure(const char *custcfg, const char *cfgbak, const char *datbak)
 {
     static constexpr double bounds[3] = {QV6D_INIT_RANGE_LOW, QV6D_INIT_RANGE_MEDIUM, QV6D_INIT_RANGE_BEST};
@@ -69,6 +104,7 @@ int32_t qvs_start(const char *custcfg, const char *cfgbak, const char *datbak)
     std::memset(output_sensor_data, 0, sizeof output_sensor_data);
     std::memset(accel, 0, sizeof accel);
     std::memset(mag, 0, sizeof mag);
+    done();
     return result;
 }
 
@@ -95,21 +131,21 @@ int32_t QVS_caliApiSetOffset(const float offset[3])
     const double widened[3] = {offset[0], offset[1], offset[2]};
     std::memcpy(algo_out_hcal.offset, widened, sizeof widened);
     qvalgo_config_hcal_status(widened, algo_out_hcal.radius, algo_out_hcal.accuracy);
-    return 0;
+    return done();
 }
 
 int32_t QVS_caliApiSetGyroData(const qvs_sample *sample)
 {
     gyroDataIn = *sample;
     gyroRawDataReady = 1;
-    return 0;
+    return done();
 }
 
 int32_t QVS_caliApiSetAccData(const qvs_sample *sample)
 {
     accDataIn = *sample;
     accRawDataReady = 1;
-    return 0;
+    return done();
 }
 
 // Converts the counts, and leaves the field in `mag` too.
@@ -137,7 +173,7 @@ int32_t QVS_doCaliApi(const qvs_sample *sample, qvs_calibration *result)
         result->calibrated[axis] = static_cast<float>(algo_out_hcal.canceled[axis]);
         result->offset[axis] = static_cast<float>(algo_out_hcal.offset[axis]);
     }
-    return 0;
+    return done();
 }
 
 static void publish(qvs_output *output, double x, double y, double z)
@@ -164,7 +200,7 @@ int32_t QVS_caliApiSetMagData(const qvs_sample *sample)
     magDataIn = *sample;
     magRawDataReady = 1;
     if (accRawDataReady != 1)
-        return 0;
+        return done();
 
     const double time = static_cast<double>(magDataIn.timestamp) / NANOSECONDS;
     accel[0] = accDataIn.x;
@@ -173,7 +209,7 @@ int32_t QVS_caliApiSetMagData(const qvs_sample *sample)
     qvalgo_update_fusion(&algo_out_fusion, {accel[0], accel[1], accel[2]}, microtesla(magDataIn), time);
     if (algo_out_fusion.valid != 0)
         publish_all(algo_out_fusion, algo_out_hcal);
-    return 0;
+    return done();
 }
 
 static int32_t copy_out(qvs_output *output, const qvs_output &published)

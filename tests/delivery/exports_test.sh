@@ -4,8 +4,8 @@
 #   exports_test.sh LIBRARY SOURCE_DIR
 source "$(dirname "$0")/../shell.sh"
 library=$1 source=$2
-files='fopen|fclose|fread|fwrite|fgets|fputc|fputs|fseek|ferror|fflush|setvbuf|v?fprintf|v?snprintf|stderr'
-text='mem(cpy|move|set|cmp|chr)|bcmp|str(len|n?cmp|n?cpy|r?chr|n?cat|tod)'
+files='fopen|fdopen|fclose|fread|fwrite|fgetc|getc|open|close|fstat|fputs|fseek|ferror|fflush|setvbuf|v?fprintf|v?snprintf|stderr'
+text='mem(cpy|move|set|cmp|chr)|bcmp|str(len|n?cmp|n?cpy|r?chr|n?cat|tod)|(new|use|free)locale|dl_iterate_phdr'
 mathematics='a?sin|a?cos|sincos|atan2|sqrt'
 needed='libc|libm|ld-linux.*'
 case $library in

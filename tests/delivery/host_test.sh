@@ -1,0 +1,31 @@
+#!/bin/bash
+# What a host reads by name is true, and what is its own stays its own, however it is built. CC is the compiler.
+#   host_test.sh SHARED_LIBRARY STATIC_LIBRARY SOURCE_DIR
+source "$(dirname "$0")/../shell.sh"
+shared=$(realpath "$1") static=$2 source=$3
+mkdir "$work/second"
+cp "$shared" "$work/second/"
+second=$work/second/$(basename "$shared")
+export LD_LIBRARY_PATH=${shared%/*}
+
+host() # NAME OPTION...
+{
+    "$CC" -std=c11 -Wall -Wextra -Werror -I "$source/include" "$source/tests/delivery/host.c" -o "$work/$1" "${@:2}" -ldl -lm
+}
+copied() # NAME
+{
+    LC_ALL=C readelf -rW "$work/$1" | grep -q '_COPY .* mag'
+}
+
+host copies -fno-pie -no-pie -DLINKED -DBY_NAME "$shared"
+copied copies || complain "the linker made no copies: that way is not tested"
+host no-copies -fPIC -pie -DLINKED -DBY_NAME "$shared"
+not copied no-copies
+host static -DLINKED -DBY_NAME "$static"
+host own -rdynamic -DLINKED -DOWN_VARIABLES "$shared"
+host loads -rdynamic -DOWN_VARIABLES
+for name in copies no-copies static own; do
+    ends 0 "" "$work/$name"
+    ends 0 "" "$work/$name" "$second"
+done
+ends 0 "" "$work/loads" "$shared"
