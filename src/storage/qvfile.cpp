@@ -9,6 +9,9 @@
 static constexpr long VERSION_AT = 1;
 static constexpr long PAYLOAD_AT = 9;
 
+// In the log line about the last item of a file.
+static constexpr const char *LAST_ITEM = "ver name";
+
 static bool is_described(const qvfile &file)
 {
     constexpr int32_t frame = 18; // bytes: two marks and two versions
@@ -24,6 +27,13 @@ static long tail_mark_at(const qvfile &file)
 {
     return second_version_at(file) + static_cast<long>(sizeof file.version);
 }
+
+// The end of the frame is one item: a file without its tail mark is worth as little as one without its version.
+struct QV_PACKED frame_end
+{
+    double version;
+    char tail_mark;
+};
 
 static bool write_at(std::FILE *stream, long offset, const void *item, std::size_t size)
 {
@@ -49,8 +59,15 @@ int32_t qvfile_conf(qvfile *file, const char *name, int32_t size, double version
     return 0;
 }
 
+static int32_t cannot_write(const char *item, const qvfile &file)
+{
+    QVLOG_AS("qvfile_write", "[ERR] Connot write %s to %s\n", item, file.name);
+    return -1;
+}
+
 static int32_t write_items(std::FILE *stream, const qvfile &file, const void *payload)
 {
+    const frame_end end = {file.version, file.tail_mark};
     const struct
     {
         long offset;
@@ -60,17 +77,12 @@ static int32_t write_items(std::FILE *stream, const qvfile &file, const void *pa
     } items[] = {
         {VERSION_AT, &file.version, sizeof file.version, "ver name"},
         {PAYLOAD_AT, payload, static_cast<std::size_t>(file.size), "data"},
-        {second_version_at(file), &file.version, sizeof file.version, "ver name"},
+        {second_version_at(file), &end, sizeof end, LAST_ITEM},
     };
     write_at(stream, 0, &file.head_mark, 1); // not tested: where it cannot be written, the version cannot either
     for (const auto &item : items)
         if (!write_at(stream, item.offset, item.bytes, item.size))
-        {
-            QVLOG_AS("qvfile_write", "[ERR] Connot write %s to %s\n", item.name, file.name);
-            return -1;
-        }
-    std::fputc(file.tail_mark, stream);
-    std::fflush(stream);
+            return cannot_write(item.name, file);
     return 0;
 }
 
@@ -84,8 +96,9 @@ int32_t qvfile_write(const qvfile *file, const void *payload)
     // Unbuffered: a full disk shows at the item that it stops, not after the last one was reported as written.
     std::setvbuf(stream, nullptr, _IONBF, 0);
     const int32_t result = write_items(stream, *file, payload);
-    std::fclose(stream);
-    return result;
+    // Some file systems say only here that the last item did not fit.
+    const bool closed = std::fclose(stream) == 0;
+    return result == 0 && !closed ? cannot_write(LAST_ITEM, *file) : result;
 }
 
 static bool frame_intact(std::FILE *stream, const qvfile &file)
