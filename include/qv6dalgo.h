@@ -20,7 +20,8 @@
  * - Records are little-endian and packed, so they may lie at any address. The library does not change reserved bytes
  *   unless said otherwise.
  * - Initialisation (initLib, qvalgo_init) and qvalgo_term use the three files that the configuration names. No other
- *   call uses a file.
+ *   call uses a file. The customer file must be a regular file; 64 KiB of it are read. Numbers in it and in the log
+ *   have a decimal point, whatever locale the process has set.
  *
  * Versions
  * - A service works with every later library of the same soname, libqv6dalgo.so.1, without a new build: exports,

@@ -31,6 +31,11 @@ constexpr unsigned COPY_RELOCATION = R_RISCV_COPY;
 #error "name this processor's copy relocation, or hosts that link the library read stale variables"
 #endif
 
+using dynamic_entry = ElfW(Dyn);
+using symbol_entry = ElfW(Sym);
+using segment_header = ElfW(Phdr);
+using address_value = ElfW(Addr);
+
 // An object that the loader has mapped: the program or a shared library.
 class mapped_object
 {
@@ -39,7 +44,7 @@ public:
     {
         for (int k = 0; k < info.dlpi_phnum; ++k)
             if (info.dlpi_phdr[k].p_type == PT_DYNAMIC)
-                dynamic_ = reinterpret_cast<const ElfW(Dyn) *>(info.dlpi_addr + info.dlpi_phdr[k].p_vaddr);
+                dynamic_ = reinterpret_cast<const dynamic_entry *>(info.dlpi_addr + info.dlpi_phdr[k].p_vaddr);
         names_ = table<char>(DT_STRTAB);
     }
 
@@ -47,7 +52,7 @@ public:
     {
         const auto at = reinterpret_cast<std::uintptr_t>(address) - info_.dlpi_addr;
         for (int k = 0; k < info_.dlpi_phnum; ++k)
-            if (const ElfW(Phdr) &segment = info_.dlpi_phdr[k];
+            if (const segment_header &segment = info_.dlpi_phdr[k];
                 segment.p_type == PT_LOAD && at - segment.p_vaddr < segment.p_memsz)
                 return true;
         return false;
@@ -56,13 +61,13 @@ public:
     // Null without one, as in a program.
     const char *soname() const
     {
-        const ElfW(Dyn) *entry = find(DT_SONAME);
+        const dynamic_entry *entry = find(DT_SONAME);
         return entry != nullptr && names_ != nullptr ? names_ + entry->d_un.d_val : nullptr;
     }
 
     bool needs(const char *library) const
     {
-        for (const ElfW(Dyn) *entry = dynamic_; entry != nullptr && entry->d_tag != DT_NULL; ++entry)
+        for (const dynamic_entry *entry = dynamic_; entry != nullptr && entry->d_tag != DT_NULL; ++entry)
             if (entry->d_tag == DT_NEEDED && std::strcmp(names_ + entry->d_un.d_val, library) == 0)
                 return true;
         return false;
@@ -75,9 +80,9 @@ public:
     }
 
 private:
-    const ElfW(Dyn) *find(std::int64_t tag) const
+    const dynamic_entry *find(std::int64_t tag) const
     {
-        for (const ElfW(Dyn) *entry = dynamic_; entry != nullptr && entry->d_tag != DT_NULL; ++entry)
+        for (const dynamic_entry *entry = dynamic_; entry != nullptr && entry->d_tag != DT_NULL; ++entry)
             if (entry->d_tag == tag)
                 return entry;
         return nullptr;
@@ -87,10 +92,10 @@ private:
     template <typename T>
     const T *table(std::int64_t tag) const
     {
-        const ElfW(Dyn) *entry = find(tag);
+        const dynamic_entry *entry = find(tag);
         if (entry == nullptr)
             return nullptr;
-        const ElfW(Addr) at = entry->d_un.d_ptr;
+        const address_value at = entry->d_un.d_ptr;
         return reinterpret_cast<const T *>(at < info_.dlpi_addr ? info_.dlpi_addr + at : at);
     }
 
@@ -98,8 +103,8 @@ private:
     void find_copies(std::int64_t relocations, std::int64_t bytes, exported_variable *variables, std::size_t n) const
     {
         const T *relocation = table<T>(relocations);
-        const auto *symbols = table<ElfW(Sym)>(DT_SYMTAB);
-        const ElfW(Dyn) *size = find(bytes);
+        const auto *symbols = table<symbol_entry>(DT_SYMTAB);
+        const dynamic_entry *size = find(bytes);
         if (relocation == nullptr || symbols == nullptr || size == nullptr)
             return;
         for (const T *end = relocation + size->d_un.d_val / sizeof(T); relocation < end; ++relocation)
@@ -107,7 +112,7 @@ private:
                 take(symbols[symbol_of(info)], relocation->r_offset, variables, n);
     }
 
-    void take(const ElfW(Sym) &symbol, ElfW(Addr) offset, exported_variable *variables, std::size_t n) const
+    void take(const symbol_entry &symbol, address_value offset, exported_variable *variables, std::size_t n) const
     {
         for (exported_variable *v = variables; v < variables + n; ++v)
             if (symbol.st_size == v->size && std::strcmp(names_ + symbol.st_name, v->name) == 0)
@@ -125,7 +130,7 @@ private:
     }
 
     const dl_phdr_info &info_;
-    const ElfW(Dyn) *dynamic_ = nullptr;
+    const dynamic_entry *dynamic_ = nullptr;
     const char *names_ = nullptr;
 };
 

@@ -92,9 +92,10 @@ QV_API int32_t qvstorage_setup_hcal_clearradius(qvstorage *storage, double radiu
 /* Accepts the values and changes nothing, flags included. */
 QV_API int32_t qvstorage_setup_hcal_status(qvstorage *storage, const double offset[3], double radius, int32_t status);
 
-/* Applies the customer file at path to the configuration: lines of key = value. Pairs before a failure stay applied.
- * 0 when the file was read to its end, whatever its lines held; -1 when it cannot be read, or at a line of more than
- * 126 characters or without a value. */
+/* Applies the customer file at path to the configuration: lines of key = value, numbers with a decimal point whatever
+ * the process's locale. Pairs before a failure stay applied. 0 when the file was read to its end, whatever its lines
+ * held; -1 when it is no regular file or cannot be read, at a line of more than 126 characters, NUL bytes included, or
+ * without a value, and after 64 KiB. */
 QV_API int32_t load_file_cust(qvstorage_cfg *cfg, const char *path);
 
 /* Applies one pair. An unknown key or a path of more than 63 characters is reported and changes nothing. */

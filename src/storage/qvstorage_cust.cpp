@@ -1,5 +1,6 @@
 #include "storage/qvstorage.h"
 
+#include "platform/decimal_point.h"
 #include "platform/log.h"
 #include "storage/qvstorage_keys.h"
 #include "storage/qvstorage_path.h"
@@ -9,13 +10,20 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <limits>
+#include <sys/stat.h>
+#include <unistd.h>
 
 // Bytes of the longest line with its newline and terminator, and one to tell a full line from a cut one.
 static constexpr std::size_t LINE_SIZE = 128;
 
 // Characters of the longest line that is taken, its newline included.
 static constexpr std::size_t LINE_LENGTH_MAX = LINE_SIZE - 2;
+
+// Bytes that are read of a file: ten times the longest line of every key. Each line may be logged, so a longer file
+// would flood the log and hold the start up.
+static constexpr std::size_t FILE_SIZE_MAX = 64 * 1024;
 
 template <typename T>
 static T field(const qvstorage_cfg &cfg, const customer_key &key)
@@ -36,10 +44,16 @@ static const char *path_field(const qvstorage_cfg &cfg, const customer_key &key)
     return reinterpret_cast<const char *>(&cfg) + key.offset;
 }
 
+static double number(const char *text)
+{
+    const decimal_point point;
+    return std::strtod(text, nullptr);
+}
+
 // The number cut toward zero; the nearest limit when it is beyond the range, 0 when it is NaN.
 static int32_t integer(const char *text)
 {
-    const double value = std::strtod(text, nullptr);
+    const double value = number(text);
     constexpr int32_t low = std::numeric_limits<int32_t>::min(), high = std::numeric_limits<int32_t>::max();
     return std::isnan(value) ? 0 : static_cast<int32_t>(std::clamp<double>(value, low, high));
 }
@@ -57,7 +71,7 @@ void setup_cust_cfg(qvstorage_cfg *cfg, const char *key_name, const char *value)
     switch (key->kind)
     {
     case key_kind::real:
-        set_field(cfg, *key, std::strtod(value, nullptr));
+        set_field(cfg, *key, number(value));
         break;
     case key_kind::integer:
         set_field(cfg, *key, integer(value));
@@ -107,12 +121,25 @@ static int32_t apply_line(qvstorage_cfg *cfg, char *line, const char *path)
     return 0;
 }
 
+// The next line as fgets reads it. Returns its length, 0 at the end: a NUL byte does not hide what follows it.
+static std::size_t read_line(char line[LINE_SIZE], std::FILE *stream)
+{
+    std::size_t length = 0;
+    int c = 0;
+    while (c != '\n' && length < LINE_SIZE - 1 && (c = std::fgetc(stream)) != EOF)
+        line[length++] = static_cast<char>(c);
+    line[length] = '\0';
+    return length;
+}
+
 static int32_t apply_lines(qvstorage_cfg *cfg, std::FILE *stream, const char *path)
 {
     char line[LINE_SIZE];
-    while (std::fgets(line, sizeof line, stream) != nullptr)
+    std::size_t size = 0;
+    while (const std::size_t length = read_line(line, stream))
     {
-        if (std::strlen(line) > LINE_LENGTH_MAX)
+        size += length;
+        if (length > LINE_LENGTH_MAX || size > FILE_SIZE_MAX)
         {
             QVLOG_AS("load_file_cust", "[ERR] StringBuf OverFlow. Check %s file.\n", path);
             return -1;
@@ -123,9 +150,22 @@ static int32_t apply_lines(qvstorage_cfg *cfg, std::FILE *stream, const char *pa
     return std::ferror(stream) != 0 ? -1 : 0;
 }
 
+// Null where there is no regular file: a pipe would hold the start up, and a device may never end.
+static std::FILE *open_regular_file(const char *path)
+{
+    const int file = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    struct stat status;
+    if (file >= 0 && fstat(file, &status) == 0 && S_ISREG(status.st_mode))
+        if (std::FILE *stream = fdopen(file, "r"))
+            return stream;
+    if (file >= 0)
+        close(file);
+    return nullptr;
+}
+
 int32_t load_file_cust(qvstorage_cfg *cfg, const char *path)
 {
-    std::FILE *stream = std::fopen(path, "r");
+    std::FILE *stream = open_regular_file(path);
     if (stream == nullptr)
     {
         QVLOG("[ERR] Cannot open %s file.\n", path);

@@ -1,6 +1,7 @@
 /* A host of the library, built in several ways by host_test.sh. It feeds a few samples and looks at what the exported
  * variables say, at its own variables of the same names, and at a second copy of the library.
- *   host [LIBRARY]: that file is loaded as well, or alone when the host is not linked with the library */
+ *   host [LIBRARY]  that file is loaded as well, or alone when the host is not linked with the library
+ *   host comma      starts the library in a process whose numbers have a decimal comma */
 #ifdef OWN_VARIABLES /* whose names the library has too */
 #define mag declared_mag
 #define accel declared_accel
@@ -12,12 +13,12 @@
 #undef algo_out_hcal
 
 #include <dlfcn.h>
+#include <locale.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
-#define EXPECT(condition) \
-    ((condition) ? (void)0 : (printf("%s:%d: %s\n", __FILE__, __LINE__, #condition), exit(1)))
+#define EXPECT(condition) ((condition) ? (void)0 : (printf("%s:%d: %s\n", __FILE__, __LINE__, #condition), exit(1)))
 
 static void feed(const qvs_interface *library, float counts)
 {
@@ -80,8 +81,27 @@ __attribute__((unused)) static void expect_by_name(float counts)
 }
 #endif
 
+#ifdef LINKED
+/* What the library logs then, host_test.sh looks at. */
+static void start_with_a_decimal_comma(void)
+{
+    EXPECT(setlocale(LC_ALL, "de_DE.UTF-8") != NULL && strcmp(localeconv()->decimal_point, ",") == 0);
+    qvalgo_config_path("customer.cfg", "cfgbak", "datbak");
+    qvalgo_config_debug(1);
+    EXPECT(qvalgo_init() == 0);
+    EXPECT(strcmp(localeconv()->decimal_point, ",") == 0 && strtod("0,5", NULL) == 0.5);
+}
+#endif
+
 int main(int argc, char **argv)
 {
+#ifdef LINKED
+    if (argc > 1 && strcmp(argv[1], "comma") == 0)
+    {
+        start_with_a_decimal_comma();
+        return 0;
+    }
+#endif
     void *other = NULL;
     const qvs_interface *second = argc > 1 ? loaded(&other, argv[1]) : NULL;
 #ifdef LINKED

@@ -29,3 +29,13 @@ for name in copies no-copies static own; do
     ends 0 "" "$work/$name" "$second"
 done
 ends 0 "" "$work/loads" "$shared"
+
+# A process with a decimal comma: the customer file is read, and the log written, with points all the same.
+mkdir "$work/locales"
+localedef --no-archive -i de_DE -f UTF-8 "$work/locales/de_DE.UTF-8"
+cd "$work"
+echo 'hcal.rlsm.w = 0.988' >customer.cfg
+for name in no-copies static; do
+    LOCPATH=$work/locales ends 0 '- w : 0.988000' "$work/$name" comma
+    not grep -E '[0-9],[0-9]' err
+done

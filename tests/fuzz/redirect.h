@@ -2,8 +2,10 @@
 #pragma once
 
 #include <cstdio>
+#include <fcntl.h>
 
 extern "C" std::FILE *sandbox_fopen(const char *path, const char *mode);
+extern "C" int sandbox_open(const char *path, int flags);
 
 namespace std
 {
@@ -11,3 +13,4 @@ using ::sandbox_fopen;
 }
 
 #define fopen sandbox_fopen
+#define open sandbox_open

@@ -193,6 +193,8 @@ TEST_F(CustomerFile, LinesAreTakenOrReported)
         {"hcal.rbufsize=30" + std::string(110, ' ') + "\n", -1, 25, "StringBuf OverFlow."},
         {"#" + std::string(126, '#') + "\nhcal.rbufsize=30", -1, 25, "StringBuf OverFlow."},
         {std::string("hcal.rbufsize=30\0=31\nfusion.hz=1\0", 33), 0, 30, ""},
+        {std::string("#\0", 2) + std::string(125, ' ') + "hcal.rbufsize=30\n", -1, 25, "StringBuf OverFlow."},
+        {std::string(64 * 1024, '\n') + "hcal.rbufsize=30\n", -1, 25, "StringBuf OverFlow."},
     };
     for (const auto &c : cases)
     {
@@ -245,7 +247,13 @@ TEST_F(CustomerFile, WhatCannotBeReadIsAFailure)
 {
     EXPECT_EQ(-1, load_file_cust(&cfg, (dir / "missing").c_str()));
     EXPECT_EQ(1, log.count("load_file_cust: [ERR] Cannot open " + (dir / "missing") + " file."));
-    EXPECT_EQ(-1, load_file_cust(&cfg, (dir / "").c_str())); // a directory opens and does not read
+    mkfifo((dir / "pipe").c_str(), 0600); // waits for a writer when it is simply opened
+    for (const std::string &path : {dir / "", dir / "pipe", std::string("/dev/zero")})
+    {
+        EXPECT_EQ(-1, load_file_cust(&cfg, path.c_str()));
+        EXPECT_EQ(1, log.count("load_file_cust: [ERR] Cannot open " + path + " file.")) << path;
+    }
+    EXPECT_EQ(4u, log.lines.size());
 }
 
 TEST(CustomerKeys, EachSetsItsOwnFieldAndIsComparedAsListed)
@@ -309,12 +317,18 @@ TEST_F(Storage, ZeroRatesDiscardTheCalibrationAtEveryStart)
 TEST_F(Storage, TheCustomerFileRedirectsTheRecordFiles)
 {
     write_file(custcfg, "env.cfgbak=" + (dir / "elsewhere") + "\nenv.custcfg=" + (dir / "other") + "\n");
+    write_file(dir / "other", "hcal.readycnt=7\n");
     EXPECT_EQ(0, start());
     EXPECT_FALSE(std::filesystem::exists(cfgbak));
     EXPECT_EQ(562u, read_file(dir / "elsewhere").size());
     EXPECT_EQ(1, log.count("LOAD_CUST_FILE [O] " + custcfg));
     EXPECT_EQ(QVSTORAGE_FLAG_DEFAULTS | QVSTORAGE_FLAG_CHANGED | QVSTORAGE_FLAG_CUST | QVSTORAGE_FLAG_INITIALISED,
               storage.flags);
+
+    EXPECT_NE(7, storage.cfg.hcal.readycnt);
+    EXPECT_EQ(0, qvstorage_init(&storage)) << "without an end, and without the path set anew";
+    EXPECT_EQ(1, log.count("LOAD_CUST_FILE [O] " + (dir / "other")));
+    EXPECT_EQ(7, storage.cfg.hcal.readycnt);
 }
 
 TEST_F(Storage, SettersBuildDefaultsOnceAndChangeOnlyTheirFields)
