@@ -9,6 +9,7 @@
 #include "explain/cycle_source.h"
 #include "explain/happenings.h"
 #include "explain/verdict.h"
+#include "library/state_dir.h"
 #include "page/page_file.h"
 #include "page/run_facts.h"
 #include "trust/words.h"
@@ -109,12 +110,16 @@ void print_findings(output *out, const explain_arguments &given, const findings 
     out->print("{}{}", given.counts_only ? "" : "\n", counts_text(found.counts, found.source));
     const colour as = found.end == calibration_end::calibrated ? colour::green : colour::yellow;
     for (const std::string &sentence : verdict(found))
-        out->print("{}\n", sentence.starts_with(headline(found)) ? painted(as, sentence, stdout) : sentence);
+        out->print("{}\n", sentence.starts_with(headline(found)) ? painted(as, sentence, stdout)
+                                                                 : painted_text{shown(sentence)});
 }
 
 void run_explain(const explain_arguments &given)
 {
     refuse_overlap({given.settings.recording, given.settings.config}, {given.report});
+    std::vector<std::string> written = record_files_in(given.settings.state);
+    written.push_back(given.report);
+    refuse_overlap({given.settings.recording}, written);
     output out("-");
     cycle_counts counts;
     page_file page(given.report);

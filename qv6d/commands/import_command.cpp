@@ -64,7 +64,7 @@ void print_findings(const import_arguments &given, const plausibility &input, st
     if (given.output == "-")
     {
         if (!is_quiet())
-            fmt::print(stderr, "{}", text);
+            say(text);
         return;
     }
     output screen("-");

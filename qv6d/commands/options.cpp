@@ -18,7 +18,7 @@ static const std::map<exit_code, std::string> EXIT_CODES = {
     {EXIT_MALFORMED, "a recording or customer file is malformed"},
     {EXIT_INPUT, "a file cannot be read"},
     {EXIT_OUTPUT, "a file cannot be written"},
-    {EXIT_INTERRUPTED, "interrupted; nothing unfinished is left"},
+    {EXIT_INTERRUPTED, "interrupted; nothing unfinished is left (129 after a hang-up, 143 after SIGTERM)"},
 };
 
 std::string with_exit_codes(const std::string &footer, std::map<exit_code, std::string> own)

@@ -34,7 +34,8 @@ static void add_commands(CLI::App *app, exit_code *result)
 
 static void say_error(const std::string &text)
 {
-    fmt::print(stderr, "{} {}\n", painted(colour::red, "qv6d:", stderr), text);
+    say(painted(colour::red, "qv6d:", stderr));
+    say(fmt::format(" {}\n", text));
 }
 
 static std::string no_such_command(const CLI::App &app, const std::string &name)
@@ -64,15 +65,21 @@ static exit_code refuse(const CLI::App &app, const CLI::Error &e)
     {
         const CLI::App &command = *app.get_subcommands()[0];
         say_error(fmt::format("{}: {}", command.get_name(), what_is_wrong(command, left, e)));
-        fmt::print(stderr, "`qv6d {} --help` lists its options\n", command.get_name());
+        say(fmt::format("`qv6d {} --help` lists its options\n", command.get_name()));
         return EXIT_USAGE;
     }
     const bool named = !left.empty() && !left[0].starts_with("-");
     say_error(named          ? no_such_command(app, left[0])
               : left.empty() ? "expected a command"
                              : what_is_wrong(app, left, e));
-    fmt::print(stderr, "`qv6d --help` lists the commands\n");
+    say("`qv6d --help` lists the commands\n");
     return EXIT_USAGE;
+}
+
+// As a shell has it of a program that a signal ended.
+static exit_code code_of_interrupt()
+{
+    return last_interrupt() == 0 ? EXIT_INTERRUPTED : static_cast<exit_code>(128 + last_interrupt());
 }
 
 // Parses the options, which runs the command.
@@ -92,7 +99,7 @@ static exit_code run(CLI::App *app, word_list arguments, const exit_code &result
     {
         if (*e.what() != '\0')
             say_error(e.what());
-        return e.code;
+        return e.code == EXIT_INTERRUPTED ? code_of_interrupt() : e.code;
     }
     catch (const std::exception &e)
     {

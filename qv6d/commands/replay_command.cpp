@@ -13,6 +13,7 @@
 #include "library/customer_words.h"
 #include "library/library_log.h"
 #include "library/replay.h"
+#include "library/state_dir.h"
 #include "library/summary.h"
 #include "page/page_file.h"
 #include "page/run_facts.h"
@@ -96,10 +97,7 @@ public:
             source.input = input_;
             page_.finish(find_by_replaying(counts_, source, given_.settings), facts());
         }
-        if (rows_)
-            rows_->finish();
-        if (log_)
-            log_->finish();
+        output::finish_all({rows_ ? &*rows_ : nullptr, log_ ? &*log_ : nullptr});
     }
 
     const log_watch &log() const
@@ -118,7 +116,7 @@ public:
         if (rows_on_stdout)
         {
             if (!is_quiet())
-                fmt::print(stderr, "{}", text);
+                say(text);
             return;
         }
         output screen("-");
@@ -215,7 +213,11 @@ void refuse_conflicts(const replay_arguments &given)
 {
     if (given.json && given.output == "-")
         throw error(EXIT_USAGE, "--json and --output - would both write to standard output");
-    refuse_overlap({given.settings.recording, given.settings.config}, {given.output, given.log, given.report});
+    const std::vector<std::string> named = {given.output, given.log, given.report};
+    std::vector<std::string> written = record_files_in(given.settings.state);
+    written.insert(written.end(), named.begin(), named.end());
+    refuse_overlap({given.settings.recording, given.settings.config}, named);
+    refuse_overlap({given.settings.recording}, written); // the customer file may be the one that is there
 }
 
 exit_code run_list(const replay_arguments &given)

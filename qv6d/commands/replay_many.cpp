@@ -7,6 +7,7 @@
 #include "explain/findings.h"
 #include "library/customer_words.h"
 #include "library/library_log.h"
+#include "library/state_dir.h"
 #include "library/summary.h"
 #include "page/overview.h"
 #include "page/page_file.h"
@@ -14,6 +15,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fmt/format.h>
@@ -151,6 +153,17 @@ public:
         return overlaid_;
     }
 
+    // Of all that is written.
+    std::vector<std::string> names(const std::vector<listed_run> &runs) const
+    {
+        if (path_.empty() || overlaid_)
+            return {path_};
+        std::vector<std::string> all = {(fs::path(path_) / "index.html").string()};
+        for (const listed_run &run : runs)
+            all.push_back((fs::path(path_) / run.page).string());
+        return all;
+    }
+
     // A page of its own for the run, to which its row then leads.
     void add(const listed_run &run, ordered_json *page, ordered_json *row)
     {
@@ -175,7 +188,7 @@ public:
         std::erase_if(failed.get_ref<ordered_json::array_t &>(),
                       [](const ordered_json &row) { return row["error"].is_null(); });
         write(name, overlaid_ ? comparing_page(title, pages, failed) : index_page(rows));
-        fmt::print(stderr, "report: {}\n", name);
+        say(fmt::format("report: {}\n", name));
     }
 
 private:
@@ -190,19 +203,19 @@ private:
     bool overlaid_ = false;
 };
 
-void refuse_what_is_for_one(const replay_list &list, std::size_t runs, const list_report &report)
+void refuse_what_is_for_one(const replay_list &list, const std::vector<listed_run> &runs, const list_report &report)
 {
     if (std::ranges::count(list.recordings, "-") > 0)
         throw error(EXIT_USAGE, "-: standard input can be read once only: name files to replay several times");
     if (!list.settings.state.empty())
         throw error(EXIT_USAGE, "--state is for one recording: each would resume from the one before");
-    if (report.overlaid() && runs > OVERLAID_MAX)
+    if (report.overlaid() && runs.size() > OVERLAID_MAX)
         throw error(EXIT_USAGE, fmt::format("{}: {} runs are too many for one page, {} at most: name a folder for a "
                                             "page of each",
-                                            list.report, runs, OVERLAID_MAX));
+                                            list.report, runs.size(), OVERLAID_MAX));
     std::vector<std::string> inputs = list.recordings;
     inputs.insert(inputs.end(), list.configs.begin(), list.configs.end());
-    refuse_overlap(inputs, {list.report});
+    refuse_overlap(inputs, report.names(runs));
 }
 
 // The runs' results, in the order of the runs.
@@ -214,7 +227,7 @@ public:
         : list_(list), runs_(runs), report_(list.report), rows_(runs.size()), documents_(runs.size()),
           pages_(runs.size()), codes_(runs.size(), EXIT_OK)
     {
-        refuse_what_is_for_one(list, runs.size(), report_);
+        refuse_what_is_for_one(list, runs, report_);
     }
 
     void take(std::size_t k, ordered_json came)
@@ -292,7 +305,12 @@ exit_code replay_many(const replay_list &list)
     const std::vector<listed_run> runs = runs_of(list);
     replayed_list results(list, runs);
     process_work work;
-    work.run = [&](std::size_t k) { return replay_in_process(runs[k], list); };
+    const state_dir scratch("");
+    work.run = [&](std::size_t k)
+    {
+        setenv("TMPDIR", scratch.path().c_str(), 1); // what the process leaves goes with this
+        return replay_in_process(runs[k], list);
+    };
     work.name = [&](std::size_t k) { return runs[k].title; };
     work.take = [&](std::size_t k, const std::string &result) { results.take(k, ordered_json::parse(result)); };
     run_in_processes(runs.size(), std::max(1u, std::thread::hardware_concurrency()), work);

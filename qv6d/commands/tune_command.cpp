@@ -352,7 +352,7 @@ void print_results(output *out, output *best, const tune_report &report, const c
     if (file.empty())
         throw error(EXIT_UNMET,
                     fmt::format("{}: not written: no combination is better than the base", report.given.best));
-    best->print("{}", file);
+    best->write(file);
     best->finish();
 }
 
@@ -381,6 +381,9 @@ std::vector<std::string> paths_of(const tune_arguments &given)
     std::vector<std::string> paths = {given.settings.base};
     for (const listed_recording &recording : given.settings.recordings)
         paths.push_back(recording.path);
+    for (const std::string &named : given.recordings)
+        if (named.starts_with('@'))
+            paths.push_back(named.substr(1));
     return paths;
 }
 

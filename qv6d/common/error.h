@@ -17,7 +17,7 @@ enum exit_code : int
     EXIT_INPUT = 4,         // a file that cannot be read
     EXIT_OUTPUT = 5,        // a file or directory that cannot be written
     EXIT_UNMET = 6,         // a requirement that was made of the result
-    EXIT_INTERRUPTED = 130, // by SIGINT, SIGTERM, SIGHUP or SIGQUIT
+    EXIT_INTERRUPTED = 130, // by SIGINT; the program adds other signals' numbers to 128, as shells do
 };
 
 class error : public std::runtime_error

@@ -2,10 +2,12 @@
 
 #include "common/error.h"
 #include "common/interrupt.h"
+#include "common/text.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <fcntl.h>
 #include <filesystem>
 #include <fmt/format.h>
 #include <unistd.h>
@@ -25,40 +27,57 @@ constexpr std::size_t LINE_MAX_LENGTH = 4096;
 } // namespace
 
 input_file::input_file(const std::string &path, std::string_view expected)
-    : name_(path == "-" ? "standard input" : path)
+    : name_(path == "-" ? "standard input" : shown(path)), file_(path == "-" ? STDIN_FILENO : -1)
 {
-    std::error_code ignored;
-    if (path != "-" && fs::is_directory(path, ignored))
-        throw error(EXIT_INPUT, fmt::format("{}: is a directory, expected {}", path, expected));
-    file_.reset(path == "-" ? stdin : std::fopen(path.c_str(), "rb"));
-    if (file_ != nullptr)
+    if (path == "-")
         return;
+    std::error_code ignored;
+    if (fs::is_directory(path, ignored))
+        throw error(EXIT_INPUT, fmt::format("{}: is a directory, expected {}", name_, expected));
+    file_ = descriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY));
+    if (file_.get() >= 0)
+        return;
+    const int reason = errno;
     throw_if_interrupted(); // while it waited for the other end of a pipe
-    throw error(EXIT_INPUT, fmt::format("{}: cannot be opened: {}", path, std::strerror(errno)));
+    throw error(EXIT_INPUT, fmt::format("{}: cannot be opened: {}", name_, std::strerror(reason)));
+}
+
+input_file::input_file(descriptor file, const std::string &path) : name_(shown(path)), file_(std::move(file))
+{
 }
 
 std::size_t input_file::read(char *to, std::size_t size)
 {
-    pollfd input = {fileno(file_.get()), POLLIN, 0};
-    wait_for_input({&input, 1});
-    // Not fread, which would wait for a pipe to fill the buffer.
-    const ssize_t got = ::read(input.fd, to, size);
-    throw_if_interrupted();
-    if (got < 0)
-        throw error(EXIT_INPUT, fmt::format("{}: cannot be read: {}", name_, std::strerror(errno)));
-    return static_cast<std::size_t>(got);
+    pollfd input = {file_.get(), POLLIN, 0};
+    for (;;)
+    {
+        wait_for_input({&input, 1});
+        // Not fread, which would wait for a pipe to fill the buffer.
+        const ssize_t got = ::read(input.fd, to, size);
+        const int reason = errno;
+        throw_if_interrupted();
+        if (got >= 0)
+            return static_cast<std::size_t>(got);
+        if (reason != EINTR && reason != EAGAIN)
+            throw error(EXIT_INPUT, fmt::format("{}: cannot be read: {}", name_, std::strerror(reason)));
+    }
 }
 
 std::string read_whole_file(const std::string &path, std::string_view expected)
 {
     input_file file(path, expected);
+    return read_whole_file(&file, expected);
+}
+
+std::string read_whole_file(input_file *file, std::string_view expected)
+{
     std::string content(WHOLE_FILE_MAX + 1, '\0');
     std::size_t size = 0;
     for (std::size_t got = 1; got > 0 && size < content.size(); size += got)
-        got = file.read(content.data() + size, content.size() - size);
+        got = file->read(content.data() + size, content.size() - size);
     if (size > WHOLE_FILE_MAX)
         throw error(EXIT_MALFORMED,
-                    fmt::format("{}: is larger than {} bytes: expected {}", file.name(), WHOLE_FILE_MAX, expected));
+                    fmt::format("{}: is larger than {} bytes: expected {}", file->name(), WHOLE_FILE_MAX, expected));
     content.resize(size);
     return content;
 }

@@ -2,8 +2,9 @@
 // names the file.
 #pragma once
 
+#include "common/descriptor.h"
+
 #include <cstdint>
-#include <cstdio>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -11,16 +12,6 @@
 
 namespace qv6d
 {
-
-struct file_closer
-{
-    void operator()(std::FILE *file) const
-    {
-        if (file != stdin && file != stdout)
-            std::fclose(file);
-    }
-};
-using file_handle = std::unique_ptr<std::FILE, file_closer>;
 
 // Bytes that are read once, from the first to the last.
 class byte_source
@@ -42,6 +33,9 @@ public:
     // `expected` ends the message about a directory: "a recording". Throws qv6d::error when the file cannot be opened.
     input_file(const std::string &path, std::string_view expected);
 
+    // One that is open.
+    input_file(descriptor file, const std::string &path);
+
     // Reads what is there now, at most `size` bytes; 0 at the end of the file.
     std::size_t read(char *to, std::size_t size) override;
 
@@ -52,12 +46,13 @@ public:
 
 private:
     std::string name_;
-    file_handle file_;
+    descriptor file_;
 };
 
 // The content of a small file: customer file or record file. Throws EXIT_MALFORMED when it is larger than 1 MiB, far
 // more than any of these has.
 std::string read_whole_file(const std::string &path, std::string_view expected);
+std::string read_whole_file(input_file *file, std::string_view expected);
 
 // 0 when not known, as for a pipe.
 std::uint64_t size_of_file(const std::string &path);

@@ -12,7 +12,7 @@ namespace qv6d
 namespace
 {
 
-volatile std::sig_atomic_t interrupted = 0;
+volatile std::sig_atomic_t interrupted = 0, last = 0; // the signals' numbers
 
 // Holds the signals back while this lives, so that none arrives between a look at the flag and the wait.
 class signals_blocked
@@ -49,7 +49,11 @@ private:
 interrupt_guard::interrupt_guard()
 {
     struct sigaction note = {}; // without SA_RESTART, so that system calls that wait end
-    note.sa_handler = [](int) { interrupted = 1; };
+    note.sa_handler = [](int number)
+    {
+        interrupted = number;
+        last = number;
+    };
     for (std::size_t i = 0; i < INTERRUPTS.size(); ++i)
     {
         sigaction(INTERRUPTS[i], &note, &before_[i]);
@@ -63,6 +67,11 @@ interrupt_guard::~interrupt_guard()
     for (std::size_t i = 0; i < INTERRUPTS.size(); ++i)
         sigaction(INTERRUPTS[i], &before_[i], nullptr);
     interrupted = 0;
+}
+
+int last_interrupt()
+{
+    return last;
 }
 
 void go_on_after_interrupt()

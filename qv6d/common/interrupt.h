@@ -26,6 +26,9 @@ private:
     std::array<struct sigaction, INTERRUPTS.size()> before_ = {};
 };
 
+// The signal that came last; 0 before the first.
+int last_interrupt();
+
 // After EXIT_INTERRUPTED was thrown: what is done so far can be written. The next signal interrupts that, too.
 void go_on_after_interrupt();
 

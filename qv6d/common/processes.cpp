@@ -2,12 +2,16 @@
 
 #include "common/error.h"
 #include "common/interrupt.h"
+#include "common/terminal.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <ctime>
+#include <fcntl.h>
 #include <fmt/format.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <utility>
@@ -57,6 +61,21 @@ void write_all(int file, const std::string &bytes)
     _exit(EXIT_OK);
 }
 
+// Of this process, in which the caller may open more.
+std::size_t descriptors_to_spare()
+{
+    constexpr rlim_t own = 64;
+    rlimit limit;
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
+        return 1;
+    return limit.rlim_cur > own ? static_cast<std::size_t>(limit.rlim_cur - own) : 1;
+}
+
+void note_fewer(std::size_t slots)
+{
+    note(fmt::format("{} {} at a time: the system allows no more", slots, slots == 1 ? "process" : "processes"));
+}
+
 int wait_for_end(pid_t id)
 {
     int status = 0;
@@ -85,6 +104,17 @@ public:
         for (const process &p : running_)
         {
             close(p.pipe);
+            kill(p.id, SIGTERM); // it removes what it has written, and ends those that it has started
+        }
+        constexpr timespec step = {0, 5'000'000};
+        int steps_left = 1000; // 5 s
+        for (const process &p : running_)
+        {
+            pid_t ended = 0;
+            while ((ended = waitpid(p.id, nullptr, WNOHANG)) == 0 && steps_left-- > 0)
+                nanosleep(&step, nullptr);
+            if (ended != 0)
+                continue;
             kill(p.id, SIGKILL);
             wait_for_end(p.id);
         }
@@ -98,19 +128,32 @@ public:
         return running_.size();
     }
 
-    void start(std::size_t index)
+    // False when the system allows no more than are running.
+    bool start(std::size_t index)
     {
         int ends[2];
-        const pid_t id = pipe(ends) == 0 ? fork() : -1;
+        const bool piped = pipe2(ends, O_CLOEXEC) == 0;
+        const pid_t id = piped ? fork() : -1;
         if (id == 0)
         {
             close(ends[0]);
+            for (const process &other : running_)
+                close(other.pipe);
+            running_.clear(); // they are not this one's to end
             be_process(work_, index, ends[1]);
         }
         if (id < 0)
-            throw error(EXIT_UNEXPECTED, fmt::format("a process cannot be started: {}", std::strerror(errno)));
+        {
+            const int reason = errno;
+            if (piped)
+                std::ranges::for_each(ends, close);
+            if (!running_.empty() && (reason == EAGAIN || reason == EMFILE || reason == ENFILE || reason == ENOMEM))
+                return false;
+            throw error(EXIT_UNEXPECTED, fmt::format("a process cannot be started: {}", std::strerror(reason)));
+        }
         close(ends[1]);
         running_.push_back({index, id, ends[0], ""});
+        return true;
     }
 
     // Waits for news of any process.
@@ -134,6 +177,9 @@ private:
             running_[i].received.append(piece, static_cast<std::size_t>(length));
         else if (length == 0)
             end(i);
+        else if (errno != EINTR && errno != EAGAIN)
+            throw error(EXIT_UNEXPECTED, fmt::format("the result of {} cannot be read: {}",
+                                                     work_.name(running_[i].index), std::strerror(errno)));
     }
 
     void end(std::size_t i)
@@ -159,10 +205,15 @@ private:
 void run_in_processes(std::size_t count, std::size_t slots, const process_work &work)
 {
     pool processes(work);
+    if (std::min(count, slots) > descriptors_to_spare())
+        note_fewer(slots = descriptors_to_spare());
     for (std::size_t next = 0; next < count || processes.running() > 0;)
     {
         while (next < count && processes.running() < slots)
-            processes.start(next++);
+            if (processes.start(next))
+                ++next;
+            else
+                note_fewer(slots = processes.running());
         processes.wait();
     }
 }

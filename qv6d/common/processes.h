@@ -15,8 +15,9 @@ struct process_work
     std::function<void(std::size_t, const std::string &)> take; // in this process, in the order of completion
 };
 
-// Runs 0 to count - 1, at most `slots` at a time. Throws the qv6d::error that a process ended with, one that says that
-// it died, or EXIT_INTERRUPTED; no process is left over. What a process writes to has to be removed by the caller.
+// Runs 0 to count - 1, at most `slots` at a time, or as many as the system allows. Throws the qv6d::error that a
+// process ended with, one that says that it died, or EXIT_INTERRUPTED; no process is left over. Each is asked to end
+// first; what one that does not hear that has written is the caller's to remove.
 void run_in_processes(std::size_t count, std::size_t slots, const process_work &work);
 
 } // namespace qv6d

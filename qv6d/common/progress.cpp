@@ -12,8 +12,7 @@ namespace
 {
 
 constexpr auto INTERVAL = std::chrono::milliseconds(100);
-constexpr std::uint64_t WIDTH = 40;            // characters of the bar
-constexpr const char *CLEAR_LINE = "\r\033[K"; // back to the first column, erase to the right
+constexpr std::uint64_t WIDTH = 40; // characters of the bar
 
 } // namespace
 
@@ -25,7 +24,7 @@ progress::progress(bool quiet, std::uint64_t total)
 progress::~progress()
 {
     if (shown_)
-        fmt::print(stderr, "{}", CLEAR_LINE);
+        show_progress("");
 }
 
 void progress::update(std::uint64_t done, std::uint64_t events)
@@ -36,12 +35,12 @@ void progress::update(std::uint64_t done, std::uint64_t events)
     next_ = std::chrono::steady_clock::now() + INTERVAL;
     if (total_ == 0)
     {
-        fmt::print(stderr, "{}{} events", CLEAR_LINE, events);
+        show_progress(fmt::format("{} events", events));
         return;
     }
     const std::uint64_t filled = std::min(WIDTH, done * WIDTH / total_);
-    fmt::print(stderr, "{}[{:#<{}}{:.<{}}] {:3}%  {} events", CLEAR_LINE, "", filled, "", WIDTH - filled,
-               std::min<std::uint64_t>(100, done * 100 / total_), events);
+    show_progress(fmt::format("[{:#<{}}{:.<{}}] {:3}%  {} events", "", filled, "", WIDTH - filled,
+                              std::min<std::uint64_t>(100, done * 100 / total_), events));
 }
 
 } // namespace qv6d

@@ -36,9 +36,87 @@ std::string printable(std::string_view text)
     return shown;
 }
 
+namespace
+{
+
+struct character
+{
+    char32_t code;    // what the first bytes stand for, if they are UTF-8
+    std::size_t size; // of it in bytes; 0 when they are not
+};
+
+character first_character(std::string_view text)
+{
+    static constexpr char32_t SMALLEST[] = {0, 0, 0x80, 0x800,
+                                            0x10000}; // of so many bytes; a smaller one is a disguise
+    const auto lead = static_cast<unsigned char>(text[0]);
+    if (lead < 0x80)
+        return {lead, 1};
+    const std::size_t size = lead >= 0xF8 ? 0 : lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : lead >= 0xC0 ? 2 : 0;
+    if (size == 0 || text.size() < size)
+        return {0, 0};
+    char32_t code = lead & (0xFFu >> (size + 1));
+    for (const char c : text.substr(1, size - 1))
+    {
+        if ((static_cast<unsigned char>(c) & 0xC0u) != 0x80)
+            return {0, 0};
+        code = code << 6 | (static_cast<unsigned char>(c) & 0x3Fu);
+    }
+    const bool valid = code >= SMALLEST[size] && code <= 0x10FFFF && (code < 0xD800 || code > 0xDFFF);
+    return {code, valid ? size : 0};
+}
+
+// Controls, and what changes the order in which the text is read.
+bool is_command(char32_t code)
+{
+    return code < 0x20 || (code >= 0x7F && code < 0xA0) || code == 0x061C || code == 0x200E || code == 0x200F ||
+           (code >= 0x2028 && code <= 0x202E) || (code >= 0x2066 && code <= 0x2069);
+}
+
+std::string escaped(std::string_view bytes)
+{
+    if (bytes == "\r")
+        return "\\r";
+    std::string text;
+    for (const char c : bytes)
+        text += fmt::format("\\x{:02x}", static_cast<unsigned char>(c));
+    return text;
+}
+
+} // namespace
+
+std::string shown(std::string_view text)
+{
+    if (std::ranges::all_of(text, [](char c) { return c >= ' ' && c <= '~'; }))
+        return std::string(text);
+    std::string safe;
+    while (!text.empty())
+    {
+        const auto [code, size] = first_character(text);
+        const std::string_view bytes = text.substr(0, std::max<std::size_t>(1, size));
+        const bool as_it_is = code == '\n' || code == '\t' || (size > 0 && !is_command(code));
+        safe += as_it_is ? std::string(bytes) : escaped(bytes);
+        text.remove_prefix(bytes.size());
+    }
+    return safe;
+}
+
+// Such characters stand within the strings of a document only, where their numbers mean the same.
 std::string json_text(const nlohmann::ordered_json &value, int indent)
 {
-    return value.dump(indent, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+    const std::string text = value.dump(indent, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+    std::string safe;
+    safe.reserve(text.size());
+    for (std::string_view rest = text; !rest.empty();)
+    {
+        const auto [code, size] = first_character(rest);
+        if (code != '\n' && is_command(code))
+            safe += fmt::format("\\u{:04x}", static_cast<unsigned>(code));
+        else
+            safe += rest.substr(0, size);
+        rest.remove_prefix(size);
+    }
+    return safe;
 }
 
 static bool same_letter(char a, char b)

@@ -16,13 +16,18 @@ std::string_view trimmed(std::string_view text);
 // Safe to show: control characters and everything beyond ASCII are escaped.
 std::string printable(std::string_view text);
 
+// Safe to show, with the letters of every language: what a terminal could take for a command, what turns the direction
+// of the text and what is no UTF-8 is escaped. Line feeds and tabs stay.
+std::string shown(std::string_view text);
+
 // "1 buffer", "2 buffers".
 std::string counted(std::integral auto count, std::string_view what)
 {
     return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
 }
 
-// On one line, or with `indent` blanks per level. Bytes that are no text become the replacement character.
+// On one line, or with `indent` blanks per level. Bytes that are no text become the replacement character. Safe to
+// show.
 std::string json_text(const nlohmann::ordered_json &value, int indent = -1);
 
 // How many characters must be inserted, deleted or replaced to make one of the other. Case does not count: a name typed

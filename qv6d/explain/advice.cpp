@@ -1,7 +1,6 @@
 #include "explain/advice.h"
 
 #include "common/bytes.h"
-#include "common/output.h"
 #include "common/processes.h"
 #include "files/customer_overlay.h"
 #include "library/state_dir.h"
@@ -69,12 +68,9 @@ const std::vector<remedy> TO_BE_RIGHT = {
 // In a process of its own.
 attempt replayed(replay_settings settings, const remedy &how, const customer_overlay &base, const fs::path &folder)
 {
-    fs::create_directories(folder);
-    output customer_file((folder / QV6D_INIT_CUSTCFG_NAME).string());
-    customer_file.print("{}", base.with(how.keys));
-    customer_file.finish();
+    make_state_dir(folder, base.with(how.keys));
     settings.config.clear();
-    settings.state = folder.string();
+    settings.folder = folder.string();
     settings.every *= how.every;
     settings.quiet = true;
     cycle_counts counts;
@@ -98,12 +94,12 @@ attempt replayed(replay_settings settings, const remedy &how, const customer_ove
 std::vector<attempt> replay_all(const replay_settings &settings, const std::vector<remedy> &remedies)
 {
     const state_dir scratch("");
-    const customer_overlay base = customer_overlay(settings.config).without_paths();
+    const customer_overlay base = customer_overlay(settings.config);
     std::vector<attempt> attempts(remedies.size());
     process_work work;
     work.run = [&](std::size_t i)
     { return bytes_of(replayed(settings, remedies[i], base, scratch.path() / std::to_string(i))); };
-    work.name = [&](std::size_t i) { return fmt::format("remedy {}", i + 1); };
+    work.name = [&](std::size_t i) { return fmt::format("{} with remedy {}", settings.recording, i + 1); };
     work.take = [&](std::size_t i, const std::string &bytes) { attempts[i] = from_bytes<attempt>(bytes); };
     run_in_processes(remedies.size(), std::max(1u, std::thread::hardware_concurrency()), work);
     return attempts;

@@ -36,6 +36,8 @@ std::vector<std::string> complaints_about(const std::string &path)
     const int32_t result = load_file_cust(&cfg, path.c_str());
     set_log_sink(nullptr);
     std::vector<std::string> complaints = plain_words(path, watch.complaints());
+    if (result != 0 && !watch.customer_file_ended())
+        throw error(EXIT_INPUT, fmt::format("{}: the library cannot read it", path));
     if (result != 0)
         throw error(EXIT_MALFORMED, (complaints.empty() ? path : complaints.back()) + ": it stops reading there");
     return complaints;
@@ -49,12 +51,6 @@ std::string key_of(std::string line)
     line.resize(line.find('='));
     std::erase_if(line, [](char c) { return c == ' ' || c == '\t'; });
     return line;
-}
-
-bool names_a_file(const std::string &line)
-{
-    const record_field *field = customer_field(key_of(line));
-    return field != nullptr && field->kind == key_kind::path;
 }
 
 } // namespace
@@ -88,13 +84,6 @@ std::string customer_overlay::with(const std::vector<std::pair<std::string, doub
         if (!set[i])
             text += setting(i);
     return text;
-}
-
-customer_overlay customer_overlay::without_paths() const
-{
-    customer_overlay others = *this;
-    std::erase_if(others.lines_, names_a_file);
-    return others;
 }
 
 } // namespace qv6d

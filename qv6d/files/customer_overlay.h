@@ -24,9 +24,6 @@ public:
     // The base's lines that set one of the keys get the new value, the other keys follow at the end.
     std::string with(const std::vector<std::pair<std::string, double>> &values) const;
 
-    // Without the lines that name files.
-    customer_overlay without_paths() const;
-
 private:
     std::vector<std::string> lines_;
     std::vector<std::string> complaints_;

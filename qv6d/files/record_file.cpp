@@ -207,6 +207,8 @@ record_file read_record_file(const std::string &path, std::optional<record_type>
         file.record = found.bytes.substr(RECORD_AT, record_size(*type));
     if (!file.intact)
         file.damage = damage_of(file, found.bytes);
+    if (!file.intact && file.damage.empty())
+        throw error(EXIT_INPUT, fmt::format("{}: a file in memory cannot be read", path));
     file.notes = notes_of(file, found);
     return file;
 }

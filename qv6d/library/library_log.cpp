@@ -10,7 +10,7 @@
 
 namespace
 {
-std::function<void(std::string_view)> sink;
+std::function<void(std::string_view)> sink, watch;
 std::vector<char> buffer(512);
 std::exception_ptr failure; // of the sink; the library's frames must not be unwound
 } // namespace
@@ -22,6 +22,11 @@ void set_log_sink(std::function<void(std::string_view)> take)
 {
     sink = std::move(take);
     failure = nullptr;
+}
+
+void set_log_watch(std::function<void(std::string_view)> look)
+{
+    watch = std::move(look);
 }
 
 void rethrow_sink_failure()
@@ -49,9 +54,12 @@ void log_watch::take(std::string_view line)
 
 void log_watch::take_complaint(std::string_view text)
 {
-    constexpr std::string_view mark = "[ERR] ", missing = "Cannot open";
-    if (text.substr(0, mark.size()) == mark && text.substr(mark.size(), missing.size()) != missing)
-        complaints_.emplace_back(text.substr(mark.size()));
+    constexpr std::string_view mark = "[ERR] ";
+    if (!text.starts_with(mark) || text.substr(mark.size()).starts_with("Cannot open"))
+        return;
+    const std::string &complaint = complaints_.emplace_back(text.substr(mark.size()));
+    customer_file_ended_ =
+        complaint.starts_with("StringBuf OverFlow") || complaint.starts_with("Could not find out value");
 }
 
 } // namespace qv6d
@@ -59,7 +67,7 @@ void log_watch::take_complaint(std::string_view text)
 // Stands in for the host's log: the linker takes this definition before that of the library's archive.
 extern "C" int __android_log_print(int, const char *, const char *fmt, ...)
 {
-    if (!sink)
+    if (!sink && !watch)
         return 0;
     va_list arguments;
     va_start(arguments, fmt);
@@ -81,7 +89,10 @@ extern "C" int __android_log_print(int, const char *, const char *fmt, ...)
         line.remove_suffix(1);
     try
     {
-        sink(line);
+        if (watch)
+            watch(line);
+        if (sink)
+            sink(line);
     }
     catch (...)
     {

@@ -14,6 +14,9 @@ namespace qv6d
 // first call are dropped.
 void set_log_sink(std::function<void(std::string_view)> take);
 
+// Calls `look` at every line, in front of the sink and whether or not there is one, until the next call.
+void set_log_watch(std::function<void(std::string_view)> look);
+
 // What a sink throws is kept from the library's own frames; this throws it.
 void rethrow_sink_failure();
 
@@ -54,10 +57,16 @@ public:
         return customer_file_left_;
     }
 
+    // It stopped at a line that it could read no further from.
+    bool customer_file_ended() const
+    {
+        return customer_file_ended_;
+    }
+
 private:
     void take_complaint(std::string_view text);
 
-    bool customer_file_left_ = false;
+    bool customer_file_left_ = false, customer_file_ended_ = false;
     std::uint64_t resets_ = 0;
     start_kind started_ = start_kind::fresh;
     std::vector<std::string> complaints_;

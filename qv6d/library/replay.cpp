@@ -6,6 +6,7 @@
 #include "library/state_dir.h"
 
 #include <filesystem>
+#include <optional>
 
 namespace qv6d
 {
@@ -87,13 +88,16 @@ void replay(const replay_settings &settings, const replay_listener &listener)
     recording events(settings.recording, settings.reading);
     if (listener.input != nullptr)
         listener.input->open(events.origin());
-    const state_dir state(settings.state);
+    std::optional<state_dir> state;
+    if (settings.folder.empty())
+        state.emplace(settings.state);
     if (!settings.config.empty())
-        state.install_config(settings.config);
+        state->install_config(settings.config);
 
     const log_connection log(listener);
     const working_directory_guard caller;
-    service device({state.path().string(), settings.counts, settings.notify_gyro, settings.debug});
+    service device(
+        {state ? state->path().string() : settings.folder, settings.counts, settings.notify_gyro, settings.debug});
     rethrow_sink_failure();
     feed(settings, listener, &events, &device);
     if (listener.input != nullptr)
@@ -101,6 +105,8 @@ void replay(const replay_settings &settings, const replay_listener &listener)
     if (listener.input != nullptr && settings.strict)
         listener.input->refuse_findings(settings.recording);
     device.finish();
+    if (state)
+        state->keep();
 }
 
 } // namespace qv6d

@@ -19,6 +19,7 @@ struct replay_settings
     reading_options reading; // what a person says of its format
     std::string config;      // customer file to put into the state directory
     std::string state;       // state directory; empty: a temporary one
+    std::string folder;      // of the caller, who removes it: with its customer file in place of the two
     std::uint64_t every = 1; // uses the Nth, 2Nth, ... mag event
     bool counts = false;     // mag events are raw counts
     bool notify_gyro = false;

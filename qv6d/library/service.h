@@ -14,7 +14,7 @@ namespace qv6d
 
 struct service_settings
 {
-    std::string state_dir;    // holds customer file and record files
+    std::string state_dir;    // holds customer file and record files, wherever the customer file says that they are
     bool counts = false;      // mag events are raw counts, not microtesla
     bool notify_gyro = false; // also hand gyr events to qvalgo_notify_data
     bool debug = false;       // the library's debug lines on
@@ -35,7 +35,8 @@ struct sample_result
 class service
 {
 public:
-    // Enters the state directory and starts the library there. Throws qv6d::error when the directory cannot be written.
+    // Enters the state directory and starts the library there. Throws qv6d::error when a file there cannot be read or
+    // the directory cannot be written.
     explicit service(const service_settings &settings);
 
     // Feeds an accelerometer or gyroscope event.
@@ -48,6 +49,8 @@ public:
     void finish();
 
 private:
+    void start();
+    [[noreturn]] void fail_to_write(const char *name, const char *consequence) const;
     std::string kept(const char *path) const;
 
     service_settings settings_;

@@ -33,7 +33,9 @@ void write_page(output *out, const nlohmann::ordered_json &data)
 {
     const std::string_view page = page_template();
     const std::size_t at = page.find(PAGE_DATA_TOKEN);
-    out->print("{}{}{}", page.substr(0, at), for_script(data), page.substr(at + PAGE_DATA_TOKEN.size()));
+    out->write(page.substr(0, at));
+    out->write(for_script(data));
+    out->write(page.substr(at + PAGE_DATA_TOKEN.size()));
 }
 
 void expect_page_template()
@@ -57,7 +59,7 @@ void page_file::finish(const findings &found, const page_facts &facts)
     write_page(&*out_, data_.json(found, facts));
     out_->finish();
     if (!is_quiet())
-        fmt::print(stderr, "report: {}\n", name_);
+        say(fmt::format("report: {}\n", name_));
 }
 
 } // namespace qv6d

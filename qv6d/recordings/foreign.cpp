@@ -275,7 +275,7 @@ std::vector<candidate> find_tables(const container &files, const reading &said, 
         }
         catch (const error &e)
         {
-            if (e.code == EXIT_INTERRUPTED || e.code == EXIT_USAGE)
+            if (e.code != EXIT_MALFORMED) // such a file may be no part of the recording; one that cannot be read may be
                 throw;
             left_out->push_back(fmt::format("left out: {}", e.what()));
         }
@@ -299,7 +299,7 @@ std::vector<std::size_t> find_gnss(const container &files)
         }
         catch (const error &e) // of a file that may be no part of the recording
         {
-            if (e.code == EXIT_INTERRUPTED)
+            if (e.code != EXIT_MALFORMED)
                 throw;
         }
     }
@@ -379,7 +379,7 @@ bool looks_foreign(text_lines *lines, const std::string &file)
     }
     catch (const error &e)
     {
-        if (e.code == EXIT_INTERRUPTED)
+        if (e.code == EXIT_INTERRUPTED || e.code == EXIT_INPUT)
             throw;
         return e.code == EXIT_MALFORMED;
     }

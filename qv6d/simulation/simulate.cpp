@@ -142,9 +142,7 @@ void simulate(const simulate_options &options)
             print_truth(&*truth, now);
         before = now.attitude;
     }
-    events.finish();
-    if (truth)
-        truth->finish();
+    output::finish_all({&events, truth ? &*truth : nullptr});
 }
 
 } // namespace qv6d

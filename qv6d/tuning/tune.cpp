@@ -3,7 +3,6 @@
 #include "common/bytes.h"
 #include "common/error.h"
 #include "common/file.h"
-#include "common/output.h"
 #include "common/processes.h"
 #include "common/statistics.h"
 #include "common/terminal.h"
@@ -199,7 +198,7 @@ public:
     ~counter()
     {
         if (shown_)
-            fmt::print(stderr, "\r\033[K");
+            show_progress("");
     }
 
     counter(const counter &) = delete;
@@ -215,7 +214,7 @@ private:
     void show() const
     {
         if (shown_)
-            fmt::print(stderr, "\r\033[K{} of {} replays", done_, total_);
+            show_progress(fmt::format("{} of {} replays", done_, total_));
     }
 
     const std::size_t total_;
@@ -227,22 +226,20 @@ private:
 replay_figures replay_once(const tune_settings &given, const listed_recording &recording, std::uint64_t every,
                            const std::string &customer_text, const fs::path &folder)
 {
-    fs::create_directories(folder);
-    output file((folder / QV6D_INIT_CUSTCFG_NAME).string());
-    file.print("{}", customer_text);
-    file.finish();
+    make_state_dir(folder, customer_text);
 
     replay_settings settings;
     settings.recording = recording.path;
     settings.reading = given.reading;
-    settings.state = folder.string();
+    settings.folder = folder.string();
     settings.every = every;
     settings.counts = given.counts;
     settings.notify_gyro = given.notify_gyro;
     settings.quiet = true;
     figure_taker taker(given.counts, recording);
     replay(settings, taker.listener());
-    fs::remove_all(folder);
+    std::error_code ignored; // the folder that it is in goes, too
+    fs::remove_all(folder, ignored);
     return taker.figures();
 }
 
@@ -282,7 +279,6 @@ tune_outcome tune(const tune_settings &settings, const customer_overlay &base, c
                   const std::vector<combination> &combinations)
 {
     const state_dir scratch("");
-    const customer_overlay common = base.without_paths();
     const std::size_t per_combination = settings.recordings.size();
     tune_outcome outcome;
     std::vector<combination_result> &results = outcome.results;
@@ -299,7 +295,7 @@ tune_outcome tune(const tune_settings &settings, const customer_overlay &base, c
     work.run = [&](std::size_t i)
     {
         const combination &c = result_of(i).what;
-        return bytes_of(replay_once(settings, recording_of(i), c.every, common.with(pairs_of(keys, c)),
+        return bytes_of(replay_once(settings, recording_of(i), c.every, base.with(pairs_of(keys, c)),
                                     scratch.path() / std::to_string(i)));
     };
     work.name = [&](std::size_t i)

@@ -51,5 +51,5 @@ qv6d simulate --motion still --duration 600 --output still.csv
 qv6d explain still.csv >/dev/null 2>err &
 while kill -0 $! && ! ls tmp/*/*/ >/dev/null 2>&1; do sleep 0.01; done
 kill -TERM $!
-ends 130 "" wait $!
+ends 143 """" wait $!
 [ -z "$(ls tmp)" ]

@@ -120,7 +120,7 @@ for signal in INT TERM HUP QUIT; do
     qv6d tune a.csv --key hcal.readycnt=2:2000:1 --csv --output left.csv --best left.cfg >/dev/null 2>&1 &
     while kill -0 $! && ! ls tmp/*/ 2>/dev/null | grep -q '[0-9][0-9]'; do sleep 0.01; done
     kill -$signal $!
-    ends 130 "" wait $!
+    ends $((128 + $(kill -l $signal))) "" wait $!
     [[ $(tail -n 1 left.csv) =~ ^"# interrupted after "([0-9]+)" combinations"$ && ${BASH_REMATCH[1]} -gt 3 &&
         $(wc -l <left.csv) -eq $((BASH_REMATCH[1] + 2)) ]]
     rm left.csv

@@ -166,7 +166,6 @@ TEST(CustomerFileOverlay, ReplacesWhereTheBaseSetsTheKeyAndAppendsTheRest)
     EXPECT_EQ("# hcal.rbufsize = 1\nhcal.rbufsize = 20\nhcal.readycnt=3\nenv.datbak = /x\nhcal.rbufsize = 20\n"
               "hcal.rlsm.w = 0.97\n",
               base.with(values));
-    EXPECT_EQ(std::string::npos, base.without_paths().with(values).find("env.datbak"));
     write_file(dir / "broken", "hcal.readycnt=\nhcal.rbufsize=31\n"); // what is appended would never be read
     EXPECT_THROW(const qv6d::customer_overlay broken(dir / "broken"), qv6d::error);
 }
