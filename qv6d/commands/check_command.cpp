@@ -50,10 +50,10 @@ void print_line(output *out, const std::string &file, const customer_line &line)
 {
     if (line.result == outcome::taken)
     {
-        const std::string now = value_text(*line.field, line.after);
-        const std::string was = same_value(*line.field, line.before, line.after)
+        const std::string now = value_text(*line.field, line.after());
+        const std::string was = same_value(*line.field, line.before(), line.after())
                                     ? "as before"
-                                    : "was " + value_text(*line.field, line.before);
+                                    : "was " + value_text(*line.field, line.before());
         out->print("{}:{}: {} = {} ({})\n", file, line.number, line.field->name, now, was);
     }
     else if (line.result != outcome::skipped)
@@ -88,8 +88,8 @@ json line_json(const customer_line &line)
     if (line.result == outcome::taken)
     {
         entry["key"] = line.field->name;
-        entry["old"] = value_json(*line.field, line.before);
-        entry["new"] = value_json(*line.field, line.after);
+        entry["old"] = value_json(*line.field, line.before());
+        entry["new"] = value_json(*line.field, line.after());
     }
     else if (line.result != outcome::skipped)
         entry["text"] = line.reason;

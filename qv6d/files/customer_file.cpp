@@ -2,6 +2,7 @@
 
 #include "common/error.h"
 #include "common/file.h"
+#include "common/interrupt.h"
 #include "common/scratch_file.h"
 #include "common/text.h"
 #include "library/configuration.h"
@@ -22,6 +23,8 @@ namespace
 {
 
 using outcome = customer_line::outcome;
+
+constexpr std::size_t READ_AT_MOST = 64 * 1024; // bytes of a file, by the library
 
 bool is_blank(char c)
 {
@@ -108,7 +111,7 @@ std::string not_a_pair(const squeezed_line &line, int *column)
 
 // Whether every start under this value alone discards the calibration that the start before has stored: the fusion's
 // initialisation changes what is stored, and NaN equals nothing.
-bool discards_at_every_start(const record_field &field, const qvstorage_cfg &cfg)
+bool discards_at_every_start(const record_field &field, record_view cfg)
 {
     const qvstorage_cfg loaded = defaults_with(field, cfg);
     qvstorage_cfg stored = loaded;
@@ -144,7 +147,7 @@ private:
 
     std::string stored() const
     {
-        return value_text(*line_->field, line_->after);
+        return value_text(*line_->field, line_->after());
     }
 
     void check_path()
@@ -163,7 +166,7 @@ private:
 
     bool changed() const
     {
-        return !same_value(*line_->field, line_->before, line_->after);
+        return !same_value(*line_->field, line_->before(), line_->after());
     }
 
     void check_number()
@@ -196,7 +199,7 @@ private:
 
     void check_real(double number)
     {
-        if (discards_at_every_start(*line_->field, line_->after))
+        if (discards_at_every_start(*line_->field, line_->after()))
             warn(text_.value_column(), fmt::format("{}: every start would discard the stored calibration",
                                                    std::isnan(number) ? "not a number" : "0 is replaced when stored"));
         else if (!std::isfinite(number))
@@ -234,6 +237,13 @@ public:
     // False at a line that ends the reading.
     bool read(std::string_view physical)
     {
+        size_ += physical.size();
+        if (size_ > READ_AT_MOST) // of a whole file: here each line is a file of its own
+        {
+            add(report_.line_count, outcome::ended).reason =
+                fmt::format("{} bytes of a file are the most: reading ends here", READ_AT_MOST);
+            return false;
+        }
         const qvstorage_cfg before = report_.result;
         const int number = report_.line_count;
         std::vector<std::string> said;
@@ -248,21 +258,19 @@ public:
             take(message, physical, text, number, before);
         warn_of_zero_bytes(physical, number, first);
         if (ended && (report_.lines.size() == first || report_.lines.back().result != outcome::ended))
-            throw error(EXIT_INPUT, fmt::format("{}: the library cannot read the file", file_.path()));
+            throw error(EXIT_INPUT, "a file in memory cannot be read");
         return !ended;
     }
 
     customer_report report_;
 
 private:
-    customer_line &add(int number, outcome result, const qvstorage_cfg &before)
+    customer_line &add(int number, outcome result)
     {
         customer_line line = {};
         line.number = number;
         line.column = 1;
         line.result = result;
-        line.before = before;
-        line.after = report_.result;
         report_.lines.push_back(line);
         return report_.lines.back();
     }
@@ -272,24 +280,24 @@ private:
     {
         constexpr std::string_view pair = "[INFO] setup_cust_cfg : ";
         if (message.starts_with(pair))
-            take_pair(message.substr(pair.size()), text, add(number, outcome::taken, before));
+            take_pair(message.substr(pair.size()), text, add(number, outcome::taken), before);
         else if (message.starts_with("[ERR] Could not parse") || message.starts_with("[ERR] Path is longer"))
             report_.lines.back().result = outcome::not_taken; // of the pair just added
         else if (message.starts_with("[ERR] String could not distinguished"))
         {
-            customer_line &line = add(number, outcome::not_taken, before);
+            customer_line &line = add(number, outcome::not_taken);
             line.reason = not_a_pair(text, &line.column);
         }
         else if (message.starts_with("[ERR] StringBuf OverFlow"))
         {
-            customer_line &line = add(number, outcome::ended, before);
+            customer_line &line = add(number, outcome::ended);
             line.column = 127;
             line.reason = fmt::format("{} characters with the line's end, but 126 are the most: reading ends here",
                                       physical.size());
         }
         else if (message.starts_with("[ERR] Could not find out value"))
         {
-            customer_line &line = add(number, outcome::ended, before);
+            customer_line &line = add(number, outcome::ended);
             line.column = text.column(0);
             line.reason = text.text().starts_with('=') ? "no key in front of \"=\": reading ends here"
                                                        : "no value after \"=\": reading ends here";
@@ -297,7 +305,7 @@ private:
     }
 
     // "key = value" without blanks in either.
-    void take_pair(const std::string &pair, const squeezed_line &text, customer_line &line)
+    void take_pair(const std::string &pair, const squeezed_line &text, customer_line &line, const qvstorage_cfg &before)
     {
         const std::size_t split = pair.find(" = ");
         const std::string key = pair.substr(0, split), value = pair.substr(split + 3);
@@ -308,11 +316,13 @@ private:
             line.reason = unknown_key(key);
             return;
         }
+        line.bytes_before = record_view(before).bytes_of(*line.field);
+        line.bytes_after = record_view(report_.result).bytes_of(*line.field);
         if (line.field->kind == key_kind::path && value.size() >= QVENV_PATH_SIZE)
         {
             line.column = text.value_column();
             line.reason = fmt::format("a path of {} characters, but {} are the most: {} keeps \"{}\"", value.size(),
-                                      QVENV_PATH_SIZE - 1, key, value_text(*line.field, line.before));
+                                      QVENV_PATH_SIZE - 1, key, value_text(*line.field, before));
             return;
         }
         warnings_of_a_pair(&line, text, value);
@@ -328,12 +338,12 @@ private:
         const std::size_t zero = physical.find('\0');
         if (zero == std::string_view::npos)
             return;
-        customer_line &line =
-            report_.lines.size() > first ? report_.lines[first] : add(number, outcome::skipped, report_.result);
+        customer_line &line = report_.lines.size() > first ? report_.lines[first] : add(number, outcome::skipped);
         line.warnings.push_back({static_cast<int>(zero) + 1, "the line ends for the library at a zero byte"});
     }
 
     scratch_file file_;
+    std::size_t size_ = 0; // so far
     std::map<std::string, int> set_at_;
 };
 
@@ -372,6 +382,7 @@ customer_report read_customer_text(const std::string &text)
     for (std::size_t begin = 0; begin < text.size();)
     {
         const std::size_t end = std::min(text.find('\n', begin), text.size() - 1) + 1;
+        throw_if_interrupted();
         ++reader.report_.line_count;
         reading = reading && reader.read(std::string_view(text).substr(begin, end - begin));
         begin = end;

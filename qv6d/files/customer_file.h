@@ -29,10 +29,20 @@ struct customer_line
     int number;     // from 1
     int column = 1; // of the key, or of what is wrong
     outcome result = outcome::taken;
-    const record_field *field = nullptr; // of a pair that was taken
-    qvstorage_cfg before, after;         // around the line
-    std::string reason;                  // why it was not taken and what to do
+    const record_field *field = nullptr;   // of a pair that was taken
+    std::string bytes_before, bytes_after; // of the field, around the line
+    std::string reason;                    // why it was not taken and what to do
     std::vector<customer_warning> warnings;
+
+    record_view before() const
+    {
+        return {*field, bytes_before};
+    }
+
+    record_view after() const
+    {
+        return {*field, bytes_after};
+    }
 };
 
 struct customer_report

@@ -209,16 +209,21 @@ record_view::record_view(record_type type, std::string_view bytes) : type_(type)
 {
 }
 
+record_view::record_view(const record_field &only, std::string_view bytes)
+    : type_(only.record), bytes_(bytes), first_(only.offset)
+{
+}
+
 bool record_view::has(const record_field &field) const
 {
-    return field.record == type_ && field.offset + field.size() <= bytes_.size();
+    return field.record == type_ && field.offset >= first_ && field.offset - first_ + field.size() <= bytes_.size();
 }
 
 std::string_view record_view::bytes_of(const record_field &field) const
 {
     if (!has(field))
         throw std::out_of_range(field.name);
-    return bytes_.substr(field.offset, field.size());
+    return bytes_.substr(field.offset - first_, field.size());
 }
 
 const std::vector<record_field> &record_fields(record_type type)

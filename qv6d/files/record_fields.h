@@ -38,6 +38,7 @@ public:
     record_view(const qvstorage_cfg &record);
     record_view(const qvstorage_bak &record);
     record_view(record_type type, std::string_view bytes);
+    record_view(const record_field &only, std::string_view bytes); // of that field
 
     // The field is of this record, and all its bytes are there.
     bool has(const record_field &field) const;
@@ -48,6 +49,7 @@ public:
 private:
     record_type type_;
     std::string_view bytes_;
+    std::size_t first_ = 0; // offset of the bytes in the record
 };
 
 // In the order of their offsets.

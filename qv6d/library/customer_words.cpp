@@ -19,7 +19,7 @@ constexpr std::pair<std::string_view, const char *> MEANINGS[] = {
     {"Could not parse", "there is no such key, so the line is passed over"},
     {"String could not distinguished", "the line is not of the form key = value, so it is passed over"},
     {"Could not find out value", "nothing stands after or before the \"=\""},
-    {"StringBuf OverFlow", "a line is longer than 126 characters"},
+    {"StringBuf OverFlow", "a line is longer than 126 characters, or the file than 64 KiB"},
     {"Path is longer", "the path is too long, so the one before it stays"},
 };
 

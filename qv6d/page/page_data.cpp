@@ -21,8 +21,8 @@ namespace
 
 using nlohmann::ordered_json;
 
-constexpr std::size_t DRAWN_MAX = 8000; // cycles; more would make the page slow
-constexpr std::size_t EVENTS_MAX = 20000;
+constexpr std::size_t DRAWN_MAX = 8000;                       // cycles; more would make the page slow
+constexpr std::size_t EVENTS_MAX = 20000, GRADES_MAX = 20000; // what comes after these is not drawn
 constexpr double SIDE_MISSING = 0.1; // of a side's cells; one that holds less has not been turned to the field
 constexpr double NORM_AT_REST = 9.81, REST_ERROR_MAX = 1.0; // m/s²
 
@@ -202,13 +202,21 @@ void page_data::add_sample(const cycle &c)
 
 void page_data::add_grade(const cycle &c)
 {
-    if (grades_.empty() || grades_.back()["grade"] != c.grade)
-    {
-        if (!grades_.empty())
-            grades_.back()["to"] = c.time;
-        grades_.push_back({{"from", c.time}, {"to", c.time}, {"grade", c.grade}});
-    }
-    grades_.back()["to"] = c.time;
+    if (grades_.size() >= GRADES_MAX)
+        return;
+    const bool changes = grades_.empty() || grades_.back().grade != c.grade;
+    if (!grades_.empty())
+        grades_.back().to = c.time;
+    if (changes)
+        grades_.push_back({c.time, c.time, c.grade});
+}
+
+ordered_json page_data::grades() const
+{
+    ordered_json spans = ordered_json::array();
+    for (const grade_span &span : grades_)
+        spans.push_back({{"from", span.from}, {"to", span.to}, {"grade", span.grade}});
+    return spans;
 }
 
 void page_data::add_events(const cycle &c)
@@ -350,7 +358,7 @@ ordered_json page_data::json(const findings &found, const page_facts &facts) con
         {"happened", what_happened(found.counts)},
         {"grade_names", GRADE_NAMES},
         {"samples", columns()},
-        {"grades", grades_},
+        {"grades", grades()},
         {"events", events_},
         {"limits", limits(found)},
         {"rates", rates_.json()},

@@ -1,4 +1,4 @@
-// What the page shows, gathered while the cycles pass; memory does not grow with them but for the events.
+// What the page shows, gathered while the cycles pass; memory does not grow with them.
 #pragma once
 
 #include "common/sphere.h"
@@ -43,6 +43,12 @@ private:
         std::optional<vec3> acceleration; // m/s², last heard
     };
 
+    struct grade_span
+    {
+        double from, to; // s
+        int grade;
+    };
+
     void add_sample(const cycle &c);
     void add_events(const cycle &c);
     void add_grade(const cycle &c);
@@ -52,6 +58,7 @@ private:
     coverage directions(const vec3 &seen_from) const;
     double dip(const vec3 &seen_from) const;
     nlohmann::ordered_json columns() const;
+    nlohmann::ordered_json grades() const;
     nlohmann::ordered_json limits(const findings &found) const;
     nlohmann::ordered_json coverage_json(const findings &found, page_insights *seen) const;
 
@@ -68,7 +75,7 @@ private:
     std::vector<sample> drawn_;
     std::uint64_t stride_ = 1; // of the cycles drawn
     nlohmann::ordered_json events_ = nlohmann::ordered_json::array();
-    nlohmann::ordered_json grades_ = nlohmann::ordered_json::array();
+    std::vector<grade_span> grades_;
 };
 
 } // namespace qv6d

@@ -34,12 +34,13 @@ TEST(CheckedFile, EndsWithWhatTheLibraryMakesOfTheWholeFile)
         take + "=5\nhcal.rbufsize=31\n",
         take + "=\nhcal.rbufsize=31\n",
         "hcal.rbufsize=33" + zero + "\nhcal.readycnt=7",
-        // The line ends at the zero byte, but what follows 127 bytes is read as the next one.
+        // The line ends at the zero byte, but what follows it counts.
         "hcal.rbufsize=33" + zero + std::string(110, 'x') + "hcal.readycnt=7\nhcal.incmask=1\n",
         "hcal.rbufsize=30" + std::string(109, ' ') + "\nhcal.incmask=1\n",
         "hcal.rbufsize=30" + std::string(110, ' ') + "\nhcal.incmask=1\n",
         "hcal.rbufsize=30\r\nenv.datbak=/x\r\n\r\nhcal.incmask=1",
         std::string(300, '\0') + "\nhcal.incmask=1",
+        "hcal.incmask=1\n" + std::string(65520, '\n') + "\nhcal.rbufsize=30\n",
     };
     for (const std::string &text : texts)
     {
