@@ -121,7 +121,8 @@ static int32_t apply_line(qvstorage_cfg *cfg, char *line, const char *path)
     return 0;
 }
 
-// The next line as fgets reads it. Returns its length, 0 at the end: a NUL byte does not hide what follows it.
+// The next line as fgets reads it. Returns its length, in which a NUL byte hides nothing; 0 at the end or where reading
+// fails.
 static std::size_t read_line(char line[LINE_SIZE], std::FILE *stream)
 {
     std::size_t length = 0;
@@ -129,7 +130,7 @@ static std::size_t read_line(char line[LINE_SIZE], std::FILE *stream)
     while (c != '\n' && length < LINE_SIZE - 1 && (c = std::fgetc(stream)) != EOF)
         line[length++] = static_cast<char>(c);
     line[length] = '\0';
-    return length;
+    return std::ferror(stream) == 0 ? length : 0;
 }
 
 static int32_t apply_lines(qvstorage_cfg *cfg, std::FILE *stream, const char *path)
