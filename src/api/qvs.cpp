@@ -66,22 +66,38 @@ static exported_variable variables[] = {
 
 static bool has_copies;
 
+// The library works on its own variables, which nobody can replace. A program that has copies of them reads those, and
+// can hand them to operations that it calls by name: what they say is taken over when an entry point begins, and they
+// are up to date when it ends.
+class own_variables
+{
+public:
+    own_variables()
+    {
+        if (has_copies)
+            for (const exported_variable &v : variables)
+                if (v.copy != nullptr)
+                    std::memcpy(v.address, v.copy, v.size);
+    }
+
+    ~own_variables()
+    {
+        if (has_copies)
+            for (const exported_variable &v : variables)
+                if (v.copy != nullptr)
+                    std::memcpy(v.copy, v.address, v.size);
+    }
+
+    own_variables(const own_variables &) = delete;
+    own_variables &operator=(const own_variables &) = delete;
+};
+
 __attribute__((constructor)) static void look_for_copies()
 {
+    const own_variables early; // a program can call the library before this
     find_copies(variables, std::size(variables));
     for (const exported_variable &v : variables)
         has_copies = has_copies || v.copy != nullptr;
-}
-
-// The library works on its own variables, which nobody can replace. An entry point ends with this where it changed one:
-// it keeps the copies of a program that reads them by name up to date.
-static int32_t done()
-{
-    if (has_copies)
-        for (const exported_variable &v : variables)
-            if (v.copy != nullptr)
-                std::memcpy(v.copy, v.address, v.size);
-    return 0;
 }
 
 void qvs_configure(const char *custcfg, const char *cfgbak, const char *datbak)
@@ -95,6 +111,7 @@ void qvs_configure(const char *custcfg, const char *cfgbak, const char *datbak)
 
 int32_t qvs_start(const char *custcfg, const char *cfgbak, const char *datbak)
 {
+    const own_variables own;
     qv_log_value = 1;
     qvs_configure(custcfg, cfgbak, datbak);
     const int32_t result = qvalgo_init();
@@ -104,7 +121,6 @@ int32_t qvs_start(const char *custcfg, const char *cfgbak, const char *datbak)
     std::memset(output_sensor_data, 0, sizeof output_sensor_data);
     std::memset(accel, 0, sizeof accel);
     std::memset(mag, 0, sizeof mag);
-    done();
     return result;
 }
 
@@ -121,6 +137,7 @@ int32_t QVS_enableLib(void)
 
 int32_t QVS_caliApiGetOffset(float offset[3])
 {
+    const own_variables own;
     for (int axis = 0; axis < 3; ++axis)
         offset[axis] = static_cast<float>(algo_out_hcal.offset[axis]);
     return 0;
@@ -128,24 +145,27 @@ int32_t QVS_caliApiGetOffset(float offset[3])
 
 int32_t QVS_caliApiSetOffset(const float offset[3])
 {
+    const own_variables own;
     const double widened[3] = {offset[0], offset[1], offset[2]};
     std::memcpy(algo_out_hcal.offset, widened, sizeof widened);
     qvalgo_config_hcal_status(widened, algo_out_hcal.radius, algo_out_hcal.accuracy);
-    return done();
+    return 0;
 }
 
 int32_t QVS_caliApiSetGyroData(const qvs_sample *sample)
 {
+    const own_variables own;
     gyroDataIn = *sample;
     gyroRawDataReady = 1;
-    return done();
+    return 0;
 }
 
 int32_t QVS_caliApiSetAccData(const qvs_sample *sample)
 {
+    const own_variables own;
     accDataIn = *sample;
     accRawDataReady = 1;
-    return done();
+    return 0;
 }
 
 // Converts the counts, and leaves the field in `mag` too.
@@ -164,6 +184,7 @@ static uint8_t published_accuracy()
 
 int32_t QVS_doCaliApi(const qvs_sample *sample, qvs_calibration *result)
 {
+    const own_variables own;
     qvalgo_update_hcal(&algo_out_hcal, microtesla(*sample));
 
     result->accuracy = published_accuracy();
@@ -173,7 +194,7 @@ int32_t QVS_doCaliApi(const qvs_sample *sample, qvs_calibration *result)
         result->calibrated[axis] = static_cast<float>(algo_out_hcal.canceled[axis]);
         result->offset[axis] = static_cast<float>(algo_out_hcal.offset[axis]);
     }
-    return done();
+    return 0;
 }
 
 static void publish(qvs_output *output, double x, double y, double z)
@@ -197,10 +218,11 @@ static void publish_all(const qvalgo_fusion_out &fusion, const qvalgo_hcal_out &
 
 int32_t QVS_caliApiSetMagData(const qvs_sample *sample)
 {
+    const own_variables own;
     magDataIn = *sample;
     magRawDataReady = 1;
     if (accRawDataReady != 1)
-        return done();
+        return 0;
 
     const double time = static_cast<double>(magDataIn.timestamp) / NANOSECONDS;
     accel[0] = accDataIn.x;
@@ -209,11 +231,12 @@ int32_t QVS_caliApiSetMagData(const qvs_sample *sample)
     qvalgo_update_fusion(&algo_out_fusion, {accel[0], accel[1], accel[2]}, microtesla(magDataIn), time);
     if (algo_out_fusion.valid != 0)
         publish_all(algo_out_fusion, algo_out_hcal);
-    return done();
+    return 0;
 }
 
 static int32_t copy_out(qvs_output *output, const qvs_output &published)
 {
+    const own_variables own;
     constexpr std::size_t word = offsetof(qvs_output, accuracy); // the grade's byte and the three after it
     output->timestamp = published.timestamp;
     output->x = published.x;

@@ -27,6 +27,10 @@ constexpr unsigned COPY_RELOCATION = R_AARCH64_COPY;
 constexpr unsigned COPY_RELOCATION = R_ARM_COPY;
 #elif defined(__riscv)
 constexpr unsigned COPY_RELOCATION = R_RISCV_COPY;
+#elif defined(__powerpc64__)
+constexpr unsigned COPY_RELOCATION = R_PPC64_COPY;
+#elif defined(__loongarch__)
+constexpr unsigned COPY_RELOCATION = R_LARCH_COPY;
 #else
 #error "name this processor's copy relocation, or hosts that link the library read stale variables"
 #endif
@@ -50,26 +54,21 @@ public:
 
     bool holds(const void *address) const
     {
-        const auto at = reinterpret_cast<std::uintptr_t>(address) - info_.dlpi_addr;
-        for (int k = 0; k < info_.dlpi_phnum; ++k)
-            if (const segment_header &segment = info_.dlpi_phdr[k];
-                segment.p_type == PT_LOAD && at - segment.p_vaddr < segment.p_memsz)
-                return true;
-        return false;
+        return holds(reinterpret_cast<address_value>(address));
     }
 
-    // Null without one, as in a program.
-    const char *soname() const
+    // As the loader finds it.
+    bool defines(const char *name) const
     {
-        const dynamic_entry *entry = find(DT_SONAME);
-        return entry != nullptr && names_ != nullptr ? names_ + entry->d_un.d_val : nullptr;
-    }
-
-    bool needs(const char *library) const
-    {
-        for (const dynamic_entry *entry = dynamic_; entry != nullptr && entry->d_tag != DT_NULL; ++entry)
-            if (entry->d_tag == DT_NEEDED && std::strcmp(names_ + entry->d_un.d_val, library) == 0)
-                return true;
+        const auto *symbols = table<symbol_entry>(DT_SYMTAB);
+        if (symbols == nullptr || names_ == nullptr)
+            return false;
+        if (const auto *hash = table<std::uint32_t>(DT_GNU_HASH))
+            return hash[0] != 0 && is_in_chain(hash, symbols, name);
+        if (const auto *hash = table<std::uint32_t>(DT_HASH))
+            for (const symbol_entry *symbol = symbols; symbol < symbols + hash[1]; ++symbol)
+                if (is_definition(*symbol, name))
+                    return true;
         return false;
     }
 
@@ -80,6 +79,41 @@ public:
     }
 
 private:
+    bool holds(address_value address) const
+    {
+        const address_value at = address - info_.dlpi_addr;
+        for (int k = 0; k < info_.dlpi_phnum; ++k)
+            if (const segment_header &segment = info_.dlpi_phdr[k];
+                segment.p_type == PT_LOAD && at - segment.p_vaddr < segment.p_memsz)
+                return true;
+        return false;
+    }
+
+    bool is_definition(const symbol_entry &symbol, const char *name) const
+    {
+        return symbol.st_shndx != SHN_UNDEF && std::strcmp(names_ + symbol.st_name, name) == 0;
+    }
+
+    // The table's words: number of buckets, first symbol, words of the filter, its shift; the filter; for each bucket
+    // its first symbol; for each symbol its hash, with the lowest bit set at the end of a bucket.
+    bool is_in_chain(const std::uint32_t *table, const symbol_entry *symbols, const char *name) const
+    {
+        std::uint32_t hash = 5381;
+        for (const char *c = name; *c != '\0'; ++c)
+            hash = hash * 33 + static_cast<unsigned char>(*c);
+        const std::uint32_t *buckets = table + 4 + table[2] * (sizeof(address_value) / sizeof *table);
+        const std::uint32_t *hashes = buckets + table[0], first = table[1];
+        for (std::uint32_t k = buckets[hash % table[0]]; k >= first; ++k)
+        {
+            const std::uint32_t at_k = hashes[k - first];
+            if ((at_k | 1) == (hash | 1) && is_definition(symbols[k], name))
+                return true;
+            if ((at_k & 1) != 0)
+                return false;
+        }
+        return false;
+    }
+
     const dynamic_entry *find(std::int64_t tag) const
     {
         for (const dynamic_entry *entry = dynamic_; entry != nullptr && entry->d_tag != DT_NULL; ++entry)
@@ -96,7 +130,7 @@ private:
         if (entry == nullptr)
             return nullptr;
         const address_value at = entry->d_un.d_ptr;
-        return reinterpret_cast<const T *>(at < info_.dlpi_addr ? info_.dlpi_addr + at : at);
+        return reinterpret_cast<const T *>(holds(at) ? at : info_.dlpi_addr + at);
     }
 
     template <typename T>
@@ -138,50 +172,34 @@ struct search
 {
     exported_variable *variables;
     std::size_t n;
-    const char *soname;        // of the library that asks
-    bool program_seen, needed; // the program comes first; whether it names the library
+    bool program_seen; // it comes first
 };
 
-int note_soname(dl_phdr_info *info, size_t, void *data)
+// The loader fills a copy from the first library that defines its name: that need not be this one.
+int look_until_library(dl_phdr_info *info, size_t, void *data)
 {
     auto *asked = static_cast<search *>(data);
     const mapped_object object(*info);
-    if (!object.holds(asked->variables[0].address))
-        return 0;
-    asked->soname = object.soname();
-    return 1;
-}
-
-// Two files of one soname can be loaded. The program's copies belong to the first one.
-int look_until_found(dl_phdr_info *info, size_t, void *data)
-{
-    auto *asked = static_cast<search *>(data);
-    const mapped_object object(*info);
+    if (object.holds(asked->variables[0].address))
+        return 1;
     if (!asked->program_seen)
-    {
-        asked->program_seen = true;
-        asked->needed = object.needs(asked->soname);
-        if (asked->needed)
-            object.find_copies(asked->variables, asked->n);
-        return asked->needed ? 0 : 1;
-    }
-    const char *soname = object.soname();
-    if (soname == nullptr || std::strcmp(soname, asked->soname) != 0)
-        return 0;
-    if (!object.holds(asked->variables[0].address))
-        for (std::size_t k = 0; k < asked->n; ++k)
-            asked->variables[k].copy = nullptr;
-    return 1;
+        object.find_copies(asked->variables, asked->n);
+    else
+        for (exported_variable *v = asked->variables; v < asked->variables + asked->n; ++v)
+            if (v->copy != nullptr && object.defines(v->name))
+                v->copy = nullptr;
+    asked->program_seen = true;
+    return 0;
 }
 
 } // namespace
 
 void find_copies(exported_variable *variables, std::size_t n)
 {
-    search asked = {variables, n, nullptr, false, false};
-    dl_iterate_phdr(note_soname, &asked);
-    if (asked.soname != nullptr) // a static library has none: its variables are the program's
-        dl_iterate_phdr(look_until_found, &asked);
+    search asked = {variables, n, false};
+    if (dl_iterate_phdr(look_until_library, &asked) == 0) // the library was not among them
+        for (exported_variable *v = variables; v < variables + n; ++v)
+            v->copy = nullptr;
 }
 
 #endif

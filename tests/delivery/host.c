@@ -7,7 +7,7 @@
 #define accel declared_accel
 #define algo_out_hcal declared_algo_out_hcal
 #endif
-#include "qv6dalgo.h"
+#include "algo/qvalgo.h"
 #undef mag
 #undef accel
 #undef algo_out_hcal
@@ -58,6 +58,11 @@ static void expect_own_untouched(void)
     EXPECT(mag == 7 && limits[0] == 1 && limits[4] == 5 && strcmp(accel.text, "mine") == 0);
     EXPECT(algo_out_hcal[0] == 42.0f && algo_out_hcal[8] == 0.0f && algo_out_hcal[23] == 0.0f);
 }
+#elif defined(OTHERS_VARIABLES) /* of a library that is linked before */
+static void expect_own_untouched(void)
+{
+    EXPECT(mag[0] == 1.0 && mag[1] == 2.0 && mag[2] == 3.0);
+}
 #else
 static void expect_own_untouched(void)
 {
@@ -67,17 +72,31 @@ static void expect_own_untouched(void)
 #ifdef BY_NAME
 __attribute__((unused)) static void expect_by_name(float counts)
 {
-    EXPECT(mag[0] == (double)(counts * QV6D_MICROTESLA_PER_COUNT) && accel[2] == (double)9.7f);
+    const float field = counts * QV6D_MICROTESLA_PER_COUNT;
+    EXPECT(mag[0] == field && accel[2] == (double)9.7f);
     EXPECT(accRawDataReady == 1 && magDataIn.x == counts && accDataIn.timestamp == 1);
     EXPECT(algo_out_hcal.compensated[0] == mag[0] && algo_out_fusion.valid == 1);
     qvs_output orientation;
     MAG_LIB_API_INTERFACE.getOrientation(&orientation);
     EXPECT(qvOrientation.x == orientation.x && qvOrientation.timestamp == 1000000000);
 }
+
+/* An operation may be handed a variable: what it writes there stays. */
+static void expect_kept_by_name(void)
+{
+    const qvcrd_vec3 field = {20.0, 30.0, 40.0};
+    qvalgo_update_hcal(&algo_out_hcal, field);
+    const qvs_sample rate = {2, 0.0f, 0.0f, 0.0f, 0};
+    QVS_caliApiSetGyroData(&rate);
+    EXPECT(algo_out_hcal.compensated[0] == field.x);
+}
 #else
 __attribute__((unused)) static void expect_by_name(float counts)
 {
     (void)counts;
+}
+__attribute__((unused)) static void expect_kept_by_name(void)
+{
 }
 #endif
 
@@ -117,6 +136,7 @@ int main(int argc, char **argv)
     expect_by_name(100.0f); /* what another copy does is not seen here */
     feed(&MAG_LIB_API_INTERFACE, 150.0f);
     expect_by_name(150.0f);
+    expect_kept_by_name();
 #endif
     expect_own_untouched();
     return 0;

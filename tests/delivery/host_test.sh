@@ -10,7 +10,7 @@ export LD_LIBRARY_PATH=${shared%/*}
 
 host() # NAME OPTION...
 {
-    "$CC" -std=c11 -Wall -Wextra -Werror -I "$source/include" "$source/tests/delivery/host.c" -o "$work/$1" "${@:2}" -ldl -lm
+    "$CC" -std=c11 -Wall -Wextra -Werror -I "$source/include" -I "$source/src" "$source/tests/delivery/host.c" -o "$work/$1" "${@:2}" -ldl -lm
 }
 copied() # NAME
 {
@@ -23,8 +23,11 @@ host no-copies -fPIC -pie -DLINKED -DBY_NAME "$shared"
 not copied no-copies
 host static -DLINKED -DBY_NAME "$static"
 host own -rdynamic -DLINKED -DOWN_VARIABLES "$shared"
+echo 'double mag[3] = {1.0, 2.0, 3.0};' | "$CC" -x c -shared -fPIC - -o "$work/libother.so"
+host others -fno-pie -no-pie -DLINKED -DOTHERS_VARIABLES "$work/libother.so" "$shared"
+copied others
 host loads -rdynamic -DOWN_VARIABLES
-for name in copies no-copies static own; do
+for name in copies no-copies static own others; do
     ends 0 "" "$work/$name"
     ends 0 "" "$work/$name" "$second"
 done
