@@ -151,10 +151,11 @@ static int32_t apply_lines(qvstorage_cfg *cfg, std::FILE *stream, const char *pa
     return std::ferror(stream) != 0 ? -1 : 0;
 }
 
-// Null where there is no regular file: a pipe would hold the start up, and a device may never end.
+// Null where there is no regular file: a pipe would hold the start up, a device may never end, and a terminal must not
+// become that of the service.
 static std::FILE *open_regular_file(const char *path)
 {
-    const int file = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    const int file = open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
     struct stat status;
     if (file >= 0 && fstat(file, &status) == 0 && S_ISREG(status.st_mode))
         if (std::FILE *stream = fdopen(file, "r"))

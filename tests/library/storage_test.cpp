@@ -3,6 +3,7 @@
 #include "storage/qvstorage_keys.h"
 #include "support.h"
 
+#include <fcntl.h>
 #include <limits>
 #include <set>
 #include <sys/stat.h>
@@ -254,6 +255,29 @@ TEST_F(CustomerFile, WhatCannotBeReadIsAFailure)
         EXPECT_EQ(1, log.count("load_file_cust: [ERR] Cannot open " + path + " file.")) << path;
     }
     EXPECT_EQ(4u, log.lines.size());
+}
+
+TEST_F(CustomerFile, APartOfALineCountsForNothing)
+{
+    const std::string line = "env.datbak=/data/one/two\n"; // 25 bytes: the end of what was read at once lies within one
+    std::string text;
+    while (text.size() < 60000)
+        text += line;
+    write_file(path, text);
+    const int unreadable = open(path.c_str(), O_WRONLY), next = dup(unreadable);
+    close(next); // the library's file gets this number
+    int cut = 0;
+    qv6d::set_log_sink(
+        [&](std::string_view said)
+        {
+            dup2(unreadable, next); // the next read fails
+            cut += !said.ends_with(" = /data/one/two");
+        });
+    cfg = defaults();
+    EXPECT_EQ(-1, load_file_cust(&cfg, path.c_str()));
+    EXPECT_STREQ("/data/one/two", cfg.env.datbak);
+    EXPECT_EQ(0, cut);
+    close(unreadable);
 }
 
 TEST(CustomerKeys, EachSetsItsOwnFieldAndIsComparedAsListed)
