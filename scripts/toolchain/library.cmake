@@ -32,6 +32,9 @@ function(add_installed_library name abi component)
       $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
     # The libraries use neither exceptions nor type information.
     target_compile_options(${target} PRIVATE -fno-exceptions -fno-rtti -fno-semantic-interposition ${hardening})
+    if(CMAKE_SIZEOF_VOID_P EQUAL 4 AND NOT ANDROID) # or files with a large inode number cannot be read
+      target_compile_definitions(${target} PRIVATE _FILE_OFFSET_BITS=64)
+    endif()
     target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:qv6d_build>)
   endforeach()
 
