@@ -1,5 +1,6 @@
 #include "qv6ds_saver.h"
 
+#include "platform/decimal_point.h"
 #include "platform/log.h"
 #include "qv6ds_lock.h"
 
@@ -135,7 +136,10 @@ void qv6ds_saver_say(const qv6ds_saver *saver, const char *format, ...)
     char text[512];
     va_list arguments;
     va_start(arguments, format);
-    std::vsnprintf(text, sizeof text, format, arguments);
+    {
+        const decimal_point point;
+        std::vsnprintf(text, sizeof text, format, arguments);
+    }
     va_end(arguments);
     if (saver->log != nullptr)
         saver->log(saver->user, QVLOG_PRIORITY, text);
