@@ -261,8 +261,9 @@ QV6D_API int32_t qvalgo_config_hcal_status(const double offset[3], double radius
 QV6D_API void qvalgo_notify_data(int32_t type, const double data[3], double timestamp);
 
 /* The last samples, intermediate values and results, zero at load. Read them between calls and do not write
- * them. A host may have variables of the same names: the library neither reads nor writes those. If the linker gave the
- * host copies of these variables, each entry point of the table updates them before it returns. */
+ * them. A host or another library may have variables of the same names: the library neither reads nor writes those. If
+ * the linker gave the host copies of these variables, each entry point of the table works on what they say, and updates
+ * them before it returns. */
 QV6D_API qvs_sample accDataIn;
 QV6D_API qvs_sample gyroDataIn;
 QV6D_API qvs_sample magDataIn;

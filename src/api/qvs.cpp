@@ -53,7 +53,7 @@ int32_t qv_log_value;
 
 #define VARIABLE(name)                                                                                                 \
     {                                                                                                                  \
-#name, &name, sizeof name, nullptr                                                                             \
+#name, &(name), sizeof(name), nullptr                                                                          \
     }
 static exported_variable variables[] = {
     VARIABLE(accDataIn),          VARIABLE(gyroDataIn),      VARIABLE(magDataIn),     VARIABLE(accRawDataReady),

@@ -9,6 +9,7 @@ void find_copies(exported_variable *, size_t)
 
 #else
 
+#include <bit>
 #include <cstdint>
 #include <cstring>
 #include <elf.h>
@@ -48,7 +49,7 @@ public:
     {
         for (int k = 0; k < info.dlpi_phnum; ++k)
             if (info.dlpi_phdr[k].p_type == PT_DYNAMIC)
-                dynamic_ = reinterpret_cast<const dynamic_entry *>(info.dlpi_addr + info.dlpi_phdr[k].p_vaddr);
+                dynamic_ = std::bit_cast<const dynamic_entry *>(info.dlpi_addr + info.dlpi_phdr[k].p_vaddr);
         names_ = table<char>(DT_STRTAB);
     }
 
@@ -105,10 +106,10 @@ private:
         const std::uint32_t *hashes = buckets + table[0], first = table[1];
         for (std::uint32_t k = buckets[hash % table[0]]; k >= first; ++k)
         {
-            const std::uint32_t at_k = hashes[k - first];
-            if ((at_k | 1) == (hash | 1) && is_definition(symbols[k], name))
+            const std::uint32_t stored = hashes[k - first];
+            if ((stored | 1) == (hash | 1) && is_definition(symbols[k], name))
                 return true;
-            if ((at_k & 1) != 0)
+            if ((stored & 1) != 0)
                 return false;
         }
         return false;
@@ -130,7 +131,7 @@ private:
         if (entry == nullptr)
             return nullptr;
         const address_value at = entry->d_un.d_ptr;
-        return reinterpret_cast<const T *>(holds(at) ? at : info_.dlpi_addr + at);
+        return std::bit_cast<const T *>(holds(at) ? at : info_.dlpi_addr + at);
     }
 
     template <typename T>
@@ -150,7 +151,7 @@ private:
     {
         for (exported_variable *v = variables; v < variables + n; ++v)
             if (symbol.st_size == v->size && std::strcmp(names_ + symbol.st_name, v->name) == 0)
-                v->copy = reinterpret_cast<void *>(info_.dlpi_addr + offset);
+                v->copy = std::bit_cast<void *>(info_.dlpi_addr + offset);
     }
 
     static unsigned type_of(std::uint64_t info)

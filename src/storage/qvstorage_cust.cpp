@@ -23,7 +23,7 @@ static constexpr std::size_t LINE_LENGTH_MAX = LINE_SIZE - 2;
 
 // Bytes that are read of a file: ten times the longest line of every key. Each line may be logged, so a longer file
 // would flood the log and hold the start up.
-static constexpr std::size_t FILE_SIZE_MAX = 64 * 1024;
+static constexpr std::size_t FILE_SIZE_MAX = 65536;
 
 template <typename T>
 static T field(const qvstorage_cfg &cfg, const customer_key &key)

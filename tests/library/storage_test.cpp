@@ -195,7 +195,7 @@ TEST_F(CustomerFile, LinesAreTakenOrReported)
         {"#" + std::string(126, '#') + "\nhcal.rbufsize=30", -1, 25, "StringBuf OverFlow."},
         {std::string("hcal.rbufsize=30\0=31\nfusion.hz=1\0", 33), 0, 30, ""},
         {std::string("#\0", 2) + std::string(125, ' ') + "hcal.rbufsize=30\n", -1, 25, "StringBuf OverFlow."},
-        {std::string(64 * 1024, '\n') + "hcal.rbufsize=30\n", -1, 25, "StringBuf OverFlow."},
+        {std::string(65536, '\n') + "hcal.rbufsize=30\n", -1, 25, "StringBuf OverFlow."},
     };
     for (const auto &c : cases)
     {
