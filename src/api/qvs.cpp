@@ -51,10 +51,13 @@ alignas(8) qvs_output qvVirtualGyro;
 alignas(8) uint8_t output_sensor_data[448];
 int32_t qv_log_value;
 
-#define VARIABLE(name)                                                                                                 \
-    {                                                                                                                  \
-#name, &(name), sizeof(name), nullptr                                                                          \
-    }
+template <typename T>
+static constexpr exported_variable described(const char *name, T *variable)
+{
+    return {name, variable, sizeof *variable, nullptr};
+}
+
+#define VARIABLE(name) described(#name, &(name))
 static exported_variable variables[] = {
     VARIABLE(accDataIn),          VARIABLE(gyroDataIn),      VARIABLE(magDataIn),     VARIABLE(accRawDataReady),
     VARIABLE(gyroRawDataReady),   VARIABLE(magRawDataReady), VARIABLE(accel),         VARIABLE(mag),
