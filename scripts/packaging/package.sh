@@ -28,6 +28,7 @@ replays() # QV6D
     "$1" simulate --seed 7 --offset 120,-45,-300 --output "$work/phone.csv"
     "$1" replay "$work/phone.csv" --json 2>&1 | grep -q '"last_grade": 3' ||
         fails "$1 does not replay what it simulated"
+    "$source/tests/delivery/hardening_test.sh" "$1" Release || fails "$1 lacks protections of its build"
 }
 
 # A program built with what is below the folder, and run with the library there.

@@ -1,20 +1,5 @@
 # Both libraries are built, hardened, named, installed and found in the same way.
 
-# Against what an attacker makes of a fault. Sanitizers bring checks of their own.
-if(NOT QV6D_SANITIZE)
-  include(CheckCompilerFlag)
-  set(CMAKE_REQUIRED_FLAGS -Werror) # a flag of another processor may only draw a warning
-  check_compiler_flag(CXX -fcf-protection=full QV6D_CF_PROTECTION)
-  check_compiler_flag(CXX -mbranch-protection=standard QV6D_BRANCH_PROTECTION)
-  unset(CMAKE_REQUIRED_FLAGS)
-  set(hardening
-    -fstack-protector-strong
-    $<$<BOOL:${QV6D_CF_PROTECTION}>:-fcf-protection=full>
-    $<$<BOOL:${QV6D_BRANCH_PROTECTION}>:-mbranch-protection=standard>
-    # Works in optimised code only. Some compilers define it unasked.
-    $<$<NOT:$<CONFIG:Debug,O0>>:-U_FORTIFY_SOURCE> $<$<NOT:$<CONFIG:Debug,O0>>:-D_FORTIFY_SOURCE=2>)
-endif()
-
 # NAME_shared and NAME_static of the same sources: of the caller's folder, with the version script libNAME.map and the
 # file NAME.pc.in for pkg-config. Tests and tools link the static one, where they also reach what is not exported. `abi`
 # is the number in the shared one's name; programs need that library only, so that packages have the rest elsewhere.
@@ -45,10 +30,7 @@ function(add_installed_library name abi component)
     -Wl,--as-needed) # no library of which nothing is called
   set_target_properties(${name}_shared PROPERTIES LINK_DEPENDS ${map})
   if(NOT QV6D_SANITIZE)
-    target_link_options(${name}_shared PRIVATE
-      -Wl,--no-undefined
-      -Wl,-z,relro,-z,now # the table and what the loader resolved are read-only from then on
-      -Wl,-z,noexecstack,-z,text)
+    target_link_options(${name}_shared PRIVATE -Wl,--no-undefined ${hardened_link})
   endif()
   if(NOT ANDROID) # Android ships libraries under their plain names
     set_target_properties(${name}_shared PROPERTIES VERSION ${abi}.${PROJECT_VERSION} SOVERSION ${abi})
