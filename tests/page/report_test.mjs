@@ -1,7 +1,7 @@
 // The page in a real browser, with the data that qv6d gives it. QV6D names the tool.
 import assert from "node:assert/strict";
 import { execFileSync } from "node:child_process";
-import { mkdtempSync, readFileSync, rmSync, writeFileSync } from "node:fs";
+import { cpSync, mkdtempSync, readFileSync, rmSync, writeFileSync } from "node:fs";
 import { tmpdir } from "node:os";
 import { join } from "node:path";
 import { after, before, test } from "node:test";
@@ -37,19 +37,22 @@ after(async () => {
   rmSync(work, { recursive: true });
 });
 
-// Hands an open report to `look`, and holds that it complained of nothing and asked for nothing but itself.
-async function open(name, look, options = {}) {
+// Hands an open report to `look`, and holds that it complained of nothing and asked for nothing but itself. The browser
+// says what the page's policy refused.
+async function open(name, look, { refused, ...options } = {}) {
   const page = await browser.newPage({ viewport: { width: 1400, height: 900 }, ...options });
   page.setDefaultTimeout(120_000); // a busy machine
   const complaints = [];
   page.on("console", message => message.type() === "error" && complaints.push(message.text()));
   page.on("pageerror", error => complaints.push(String(error)));
-  page.on("request", request => /^(file|data|blob):/.test(request.url()) || complaints.push(request.url()));
+  const asked = new Set();
+  page.on("request", request => /^(file|data|blob):/.test(request.url()) || asked.add(request.url()));
+  page.on("requestfailed", request => refused && request.failure().errorText === "csp" && asked.delete(request.url()));
   await page.goto(`file://${at(name)}`);
   await page.waitForFunction(() => document.querySelectorAll(".js-plotly-plot").length > 0 || document.readyState === "complete");
   await page.waitForTimeout(1500);
   const seen = await look(page);
-  assert.deepEqual(complaints, [], name);
+  assert.deepEqual([...complaints.filter(text => !refused?.test(text)), ...asked], [], name);
   await page.close();
   return seen;
 }
@@ -125,6 +128,17 @@ test("a table of recordings leads to their pages, and a missing one has its row"
 test("one sample that is not a number, and a thinned recording, have a headline", async () => {
   for (const name of ["one.html", "thin.html"])
     assert.ok((await open(name, page => page.textContent("#headline"))).length > 0);
+});
+
+test("a name with markup is text, and where markup gets in all the same it runs nothing and loads nothing", async () => {
+  const name = "<!--<script><img src=x onerror=ran=1>.csv", hostile = "<base href='https://example.org/'><script>ran=1</script>" +
+    "<img src='https://example.org/x' onerror='ran=1'><iframe srcdoc='<script>parent.ran=1</script>'></iframe><svg onload='ran=1'></svg>";
+  cpSync(at("phone.csv"), at(name));
+  run("replay", at(name), "--report", at("named.html"), "-o", at("rows.csv"));
+  const ran = async page => [await page.evaluate(() => globalThis.ran), await page.textContent("#headline"), Object.keys(await points(page)).length >= 10];
+  assert.deepEqual(await open("named.html", ran), [undefined, name, true]);
+  writeFileSync(at("injected.html"), readFileSync(at("phone.html"), "utf8").replace("<header>", `${hostile}<header>`));
+  assert.deepEqual(await open("injected.html", ran, { refused: /Content Security Policy/ }), [undefined, "phone.csv", true]);
 });
 
 test("light and dark, and narrow", async () => {

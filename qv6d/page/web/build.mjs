@@ -1,4 +1,5 @@
 // Writes the page, without its data, as one file that needs nothing else: node build.mjs OUT
+import { createHash } from "node:crypto";
 import { readFileSync, writeFileSync } from "node:fs";
 
 const here = name => new URL(name, import.meta.url);
@@ -17,6 +18,15 @@ function replaceOnce(page, mark, text) {
   return parts.join(text);
 }
 
+// A recording's bytes are a stranger's: what would run, load, send or frame anything but the page's own scripts stays
+// without effect. Data are no script. The chart library writes the style of its elements.
+function policy(page) {
+  const scripts = [...page.matchAll(/<script>(.*?)<\/script>/gs)].map(([, text]) =>
+    `'sha256-${createHash("sha256").update(text).digest("base64")}'`);
+  return `default-src 'none'; script-src ${scripts.join(" ")}; style-src 'unsafe-inline'; img-src data: blob:; ` +
+    "base-uri 'none'; form-action 'none'";
+}
+
 const out = process.argv[2];
 if (!out || process.argv.length !== 3) {
   console.error("usage: node build.mjs OUT");
@@ -27,5 +37,6 @@ let page = read("index.html");
 page = replaceOnce(page, "/*@css@*/", read("page.css"));
 page = replaceOnce(page, "/*@js@*/", inScript(`(() => {\n"use strict";\n${scripts}})();`));
 page = replaceOnce(page, "/*@library@*/", inScript(`/*! ${read(LIBRARY + "LICENSE")}*/\n${read(LIBRARY + "plotly-gl3d.min.js")}`));
+page = replaceOnce(page, "/*@policy@*/", policy(page));
 replaceOnce(page, DATA, "");
 writeFileSync(out, page);
