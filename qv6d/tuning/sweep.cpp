@@ -24,7 +24,7 @@ constexpr double EXACT_MAX = 0x1p53;                // integers up to here are d
 
 [[noreturn]] void fail(const std::string &message)
 {
-    throw error(EXIT_USAGE, message);
+    throw error(EXIT_USAGE, printable(message));
 }
 
 double number(const std::string &name, std::string_view text)

@@ -3,6 +3,7 @@
 #   package.sh BUILD_DIR
 set -euo pipefail
 build=$(realpath "$1")
+source=$(cd "$(dirname "$0")/../.." && pwd)
 packages=$build/packages
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -16,6 +17,24 @@ pack() # KIND GENERATOR
 {
     cpack --config "$build/package-$1/CPackConfig.cmake" -G "$2" -B "$packages" >"$work/said" 2>&1 ||
         { cat "$work/said" >&2 && fails "cpack failed"; }
+}
+
+# The same bytes from every folder and user: one owner, one time, one order.
+repack()
+{
+    local package tree=$work/repacked
+    for package in "$packages"/*.deb; do
+        dpkg-deb -R "$package" "$tree"
+        find "$tree" -exec touch -hd "@$SOURCE_DATE_EPOCH" {} +
+        dpkg-deb --root-owner-group -b "$tree" "$package" >/dev/null
+        rm -r "$tree"
+    done
+    mkdir "$tree"
+    tar -xf "$packages"/*.tar.gz -C "$tree"
+    tar -c -C "$tree" --sort=name --owner=0 --group=0 --numeric-owner --mtime="@$SOURCE_DATE_EPOCH" . |
+        gzip -9n >"$work/archive.tar.gz"
+    mv "$work/archive.tar.gz" "$packages"/*.tar.gz
+    rm -r "$tree"
 }
 
 depends() # PACKAGE DEPENDENCY
@@ -45,11 +64,11 @@ builds() # FOLDER
         fails "nothing can be built with $1"
 }
 
-source=$(cd "$(dirname "$0")/../.." && pwd)
 rm -rf "$packages"
 pack deb DEB
 pack archive TGZ
 rm -r "$packages/_CPack_Packages"
+repack
 
 mkdir "$work/root" "$work/archive"
 for package in libqv6dalgo1 libqv6dservice1 libqv6dalgo-dev qv6d; do
@@ -64,10 +83,12 @@ dpkg-deb -I "$packages"/libqv6dalgo1_*.deb shlibs | grep -q '^libqv6dalgo 1 libq
     fails "programs built with libqv6dalgo-dev would not depend on libqv6dalgo1"
 replays "$work/root/usr/bin/qv6d"
 builds "$work/root"
+"$source/tests/delivery/bill_test.sh" "$work/root"
 
 tar -xf "$packages"/*.tar.gz -C "$work/archive" --strip-components 1
 replays "$work/archive/bin/qv6d"
 builds "$work/archive"
+"$source/tests/delivery/bill_test.sh" "$work/archive"
 others=$(readelf -d "$work/archive/bin/qv6d" | sed -n 's/.*NEEDED.*\[\(.*\)\]/\1/p' | grep -vE '^(libc|libm|ld-linux.*)\.so' || true)
 [ -z "$others" ] || fails "qv6d of the archive needs $others"
 

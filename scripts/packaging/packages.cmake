@@ -61,4 +61,25 @@ else()
   install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT runtime)
 endif()
 
+# What is in the files, for who has to know: made when they are installed, after all of them are built.
+find_program(QV6D_DPKG_QUERY dpkg-query)
+find_program(QV6D_NINJA ninja)
+if(QV6D_DPKG_QUERY AND QV6D_NINJA AND CMAKE_GENERATOR STREQUAL Ninja AND TARGET qv6d AND NOT CMAKE_CROSSCOMPILING)
+  set(bill ${PROJECT_BINARY_DIR}/qv6dalgo.cdx.json)
+  install(CODE "execute_process(
+    COMMAND ${PROJECT_SOURCE_DIR}/scripts/packaging/bill.py qv6dalgo ${PROJECT_VERSION} ${PROJECT_BINARY_DIR}
+      ${QV6D_PAGE_TEMPLATE} ${PROJECT_SOURCE_DIR}/qv6d/page/web/package-lock.json
+      $<TARGET_FILE:qv6d> $<TARGET_FILE:qv6dalgo_shared> $<TARGET_FILE:qv6dservice_shared>
+    OUTPUT_FILE ${bill} COMMAND_ERROR_IS_FATAL ANY)" ALL_COMPONENTS)
+  if(QV6D_DEBIAN)
+    foreach(component runtime service development tools)
+      string(TOUPPER ${component} upper)
+      install(FILES ${bill} DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_${upper}_PACKAGE_NAME}
+        COMPONENT ${component})
+    endforeach()
+  else()
+    install(FILES ${bill} DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT runtime)
+  endif()
+endif()
+
 include(CPack)

@@ -74,3 +74,5 @@ LD_LIBRARY_PATH=$lib "$work/service" libqv6dalgo.so.1 2>/dev/null | tail -n 1 | 
 # What another major version promised, this one need not.
 sed '/^add_executable/,$d; s/qv6dalgo 3.6 /qv6dalgo 2 /' "$source/examples/find_package/CMakeLists.txt" >"$work/CMakeLists.txt"
 ends 1 'version: 3.6213' cmake -S "$work" -B "$work/other" -DCMAKE_PREFIX_PATH="$tree"
+
+"$source/tests/delivery/bill_test.sh" "$tree"

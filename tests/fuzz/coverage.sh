@@ -1,13 +1,15 @@
 #!/usr/bin/env bash
-# Lines of the library that the inputs kept so far reach: tests/fuzz/coverage.sh COVERAGE_BUILD FUZZ_BUILD.
+# Lines of library and readers that the inputs kept so far reach: tests/fuzz/coverage.sh COVERAGE_BUILD FUZZ_BUILD.
 set -euo pipefail
 
-build=$1 kept=$2
+build=$1 kept=$2 here=$(dirname "$0")
 llvm=$(dirname "$(readlink -f "$(command -v clang)")")
 profiles=() objects=()
-for target in customer_file record_files calls service recordings; do
+for folder in "$here"/corpus/*; do
+    target=${folder##*/}
     program=$build/tests/fuzz/fuzz_$target
-    LLVM_PROFILE_FILE=$build/$target.profraw "$program" -runs=0 "$kept/corpus/$target" "$kept/seeds/$target" 2>/dev/null
+    mkdir -p "$kept"/{corpus,seeds}/"$target"
+    LLVM_PROFILE_FILE=$build/$target.profraw "$program" -runs=0 "$kept"/{corpus,seeds}/"$target" "$folder" 2>/dev/null
     profiles+=("$build/$target.profraw")
     objects+=("-object" "$program")
 done

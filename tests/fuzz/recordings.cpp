@@ -1,12 +1,11 @@
 // Any bytes as what a phone app wrote: one file under a name that says what is in it, a folder of files, a zip file.
 // Every event that comes out is in the order of time and is judged.
 
-#include "common/error.h"
+#include "foreign.h"
 #include "input.h"
 #include "recordings/plausibility.h"
 #include "recordings/recording.h"
 
-#include <cstdlib>
 #include <memory>
 #include <nlohmann/json.hpp>
 
@@ -89,12 +88,6 @@ reading_options options_of(std::uint8_t choice)
     return options;
 }
 
-void claim(bool holds)
-{
-    if (!holds)
-        std::abort();
-}
-
 void read_all(recording *events)
 {
     plausibility input;
@@ -108,8 +101,7 @@ void read_all(recording *events)
         input.add(e, events->source().line());
     }
     input.close(events->source().remarks());
-    for (const char c : input.text())
-        claim(c == '\n' || c < 0 || c >= ' '); // nothing that a terminal obeys
+    claim_shown(input.text());
     claim(!input.json().dump().empty());
 }
 
@@ -152,15 +144,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *bytes, std::size_t siz
     constexpr std::size_t head = 2;
     input in(bytes, size);
     const std::uint8_t kind = in.byte(), choice = in.byte();
-    try
-    {
-        read_as(kind, options_of(choice), &in, bytes + std::min(head, size), size - std::min(head, size));
-    }
-    catch (const error &e)
-    {
-        claim(e.code == EXIT_MALFORMED || e.code == EXIT_USAGE);
-        for (const char c : std::string_view(e.what()))
-            claim(c < 0 || c >= ' ');
-    }
+    read_or_refuse(
+        [&] { read_as(kind, options_of(choice), &in, bytes + std::min(head, size), size - std::min(head, size)); });
     return 0;
 }

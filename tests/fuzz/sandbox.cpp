@@ -110,6 +110,7 @@ qvs_sample take_sample(input &in)
 
 } // namespace sandbox
 
+// What the library calls in place of fopen.
 extern "C" std::FILE *sandbox_fopen(const char *path, const char *mode)
 {
     const bool creates = mode[0] == 'w';
