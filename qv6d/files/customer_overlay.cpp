@@ -66,15 +66,17 @@ customer_overlay::customer_overlay(const std::string &base)
     const std::string text = read_whole_file(base, "a customer file");
     expect_customer_file(base, text);
     if (const std::size_t zero = text.find('\0'); zero != std::string::npos)
-        throw error(EXIT_MALFORMED,
-                    fmt::format("{}:{}: holds a zero byte, after which the library may read what no line shows: remove it",
-                                base, 1 + std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(zero), '\n')));
+        throw error(
+            EXIT_MALFORMED,
+            fmt::format("{}:{}: holds a zero byte, after which the library may read what no line shows: remove it",
+                        base, 1 + std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(zero), '\n')));
     lines_ = lines_of(text);
     complaints_ = complaints_about(base);
     if (!lines_.empty() && lines_.back().size() > LONGEST_LINE)
-        throw error(EXIT_MALFORMED, fmt::format("{}:{}: is too long for the library to read a line after it: shorten it to "
-                                                "{} characters",
-                                                base, lines_.size(), LONGEST_LINE));
+        throw error(EXIT_MALFORMED,
+                    fmt::format("{}:{}: is too long for the library to read a line after it: shorten it to "
+                                "{} characters",
+                                base, lines_.size(), LONGEST_LINE));
 }
 
 std::string customer_overlay::with(const std::vector<std::pair<std::string, double>> &values) const
