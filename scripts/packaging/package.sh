@@ -31,7 +31,8 @@ repack()
     done
     mkdir "$tree"
     tar -xf "$packages"/*.tar.gz -C "$tree"
-    tar -c -C "$tree" --sort=name --owner=0 --group=0 --numeric-owner --mtime="@$SOURCE_DATE_EPOCH" . |
+    tar -c -C "$tree" --sort=name --owner=0 --group=0 --numeric-owner --mtime="@$SOURCE_DATE_EPOCH" --mode=go=rX \
+        "$(ls "$tree")" |
         gzip -9n >"$work/archive.tar.gz"
     mv "$work/archive.tar.gz" "$packages"/*.tar.gz
     rm -r "$tree"
