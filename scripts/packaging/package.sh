@@ -2,6 +2,7 @@
 # Packs what was built for packages, and uses it from where it is unpacked: no root, nothing is installed.
 #   package.sh BUILD_DIR
 set -euo pipefail
+umask 022 # folders of packages are for everybody
 build=$(realpath "$1")
 source=$(cd "$(dirname "$0")/../.." && pwd)
 packages=$build/packages
