@@ -2,6 +2,7 @@
 
 #include "common/error.h"
 #include "common/file.h"
+#include "common/interrupt.h"
 #include "common/new_file.h"
 #include "library/customer_words.h"
 #include "qv6dalgo.h"
@@ -9,9 +10,11 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <memory>
+#include <sys/file.h>
 #include <sys/stat.h>
 
 namespace qv6d
@@ -29,9 +32,10 @@ constexpr const char *FILES[] = {QV6D_INIT_CUSTCFG_NAME, QV6D_INIT_DATBAK_NAME, 
 fs::path make_private_folder()
 {
     std::error_code failure;
-    std::string pattern = (fs::absolute(fs::temp_directory_path(failure)) / "qv6d-XXXXXX").string();
+    const fs::path temporary = fs::temp_directory_path(failure);
     if (failure)
         throw error(EXIT_OUTPUT, fmt::format("TMPDIR: is no directory: {}", failure.message()));
+    std::string pattern = (fs::absolute(temporary) / "qv6d-XXXXXX").string();
     if (mkdtemp(pattern.data()) == nullptr)
         throw error(EXIT_OUTPUT, fmt::format("{}: cannot be created: {}", pattern, std::strerror(errno)));
     return pattern;
@@ -48,6 +52,33 @@ void write_private(const fs::path &path, std::string_view text, mode_t mode)
         throw error(EXIT_OUTPUT, fmt::format("{}: cannot be given its mode: {}", path.string(), std::strerror(errno)));
 }
 
+// While this lives, no other run copies or replaces the files of the directory: those of two runs do not belong
+// together. It waits for 1 s at most, for anyone who can read the directory can hold it.
+class directory_lock
+{
+public:
+    explicit directory_lock(int directory) : directory_(directory)
+    {
+        constexpr timespec step = {0, 10'000'000};
+        for (int left = 100; flock(directory, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK && left > 0; --left)
+        {
+            throw_if_interrupted();
+            nanosleep(&step, nullptr);
+        }
+    }
+
+    ~directory_lock()
+    {
+        flock(directory_, LOCK_UN);
+    }
+
+    directory_lock(const directory_lock &) = delete;
+    directory_lock &operator=(const directory_lock &) = delete;
+
+private:
+    int directory_;
+};
+
 // As any new file.
 void write_customer_file(const fs::path &folder, std::string_view text)
 {
@@ -60,11 +91,12 @@ void write_customer_file(const fs::path &folder, std::string_view text)
 
 state_dir::state_dir(const std::string &name) : name_(name)
 {
-    if (!name.empty())
-        open_directory();
-    path_ = make_private_folder();
     try
     {
+        if (!name.empty())
+            open_directory();
+        path_ = make_private_folder();
+        const directory_lock lock(directory_.get());
         for (const char *file : FILES)
             take_in(file);
     }
@@ -86,8 +118,8 @@ void state_dir::remove() const
     fs::remove_all(path_, failure);
     if (failure) // for a moment, perhaps
         fs::remove_all(path_, failure);
-    if (created_)
-        rmdir(name_.c_str());
+    for (const fs::path &folder : created_)
+        rmdir(folder.c_str());
 }
 
 std::string state_dir::shown(const char *file) const
@@ -98,7 +130,9 @@ std::string state_dir::shown(const char *file) const
 void state_dir::open_directory()
 {
     std::error_code failure, ignored;
-    created_ = fs::create_directories(name_, failure);
+    for (fs::path folder = fs::absolute(name_); !fs::exists(folder, ignored); folder = folder.parent_path())
+        created_.push_back(folder);
+    fs::create_directories(name_, failure);
     if (!fs::is_directory(name_, ignored))
         throw error(EXIT_OUTPUT, fmt::format("{}: is not a directory and cannot be created as one: {}", name_,
                                              failure ? failure.message() : std::strerror(ENOTDIR)));
@@ -150,9 +184,10 @@ void state_dir::keep()
         write_all(whole.back()->descriptor_to_write(), read_whole_file(copy.string(), "a record file"), shown(file));
         whole.back()->close();
     }
+    const directory_lock lock(directory_.get());
     for (const auto &file : whole)
         file->move();
-    created_ = false;
+    created_.clear();
 }
 
 std::vector<std::string> record_files_in(const std::string &state)

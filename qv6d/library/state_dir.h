@@ -46,7 +46,7 @@ private:
     std::string name_;
     std::filesystem::path path_;
     descriptor directory_;
-    bool created_ = false; // and to be removed unless something is kept there
+    std::vector<std::filesystem::path> created_; // and to be removed unless something is kept there, in that order
 };
 
 // The files of a state directory, for a comparison with other names that are read and written. None without a name.
