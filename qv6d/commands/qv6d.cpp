@@ -5,13 +5,17 @@
 #include "common/error.h"
 #include "common/interrupt.h"
 #include "common/invocation.h"
+#include "common/output.h"
 #include "common/terminal.h"
 #include "common/text.h"
 #include "qv6dalgo.h"
 
 #include <algorithm>
 #include <csignal>
+#include <fcntl.h>
 #include <fmt/format.h>
+#include <sstream>
+#include <unistd.h>
 
 namespace qv6d
 {
@@ -82,8 +86,35 @@ static exit_code code_of_interrupt()
     return last_interrupt() == 0 ? EXIT_INTERRUPTED : static_cast<exit_code>(128 + last_interrupt());
 }
 
+// `help COMMAND` is `COMMAND --help`.
+static word_list without_help_command(const CLI::App &app, const word_list &arguments)
+{
+    if (arguments.empty() || arguments[0] != "help")
+        return arguments;
+    if (arguments.size() == 1)
+        return {"--help"};
+    const bool known = std::ranges::count(command_names(app), arguments[1]) > 0;
+    return known ? word_list{arguments[1], "--help"} : word_list{arguments[1]}; // which is refused
+}
+
+// Where a standard stream is closed, the next file that is opened would get its number, and what is said its bytes.
+// What is put there can be opened, but not used.
+static void occupy_closed_streams()
+{
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+        if (fcntl(stream, F_GETFD) < 0)
+            static_cast<void>(open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY)); // the lowest number
+}
+
+static void print(const std::string &text)
+{
+    output screen("-");
+    screen.print("{}", text);
+    screen.finish();
+}
+
 // Parses the options, which runs the command.
-static exit_code run(CLI::App *app, word_list arguments, const exit_code &result)
+static exit_code parse(CLI::App *app, word_list arguments, const exit_code &result)
 {
     try
     {
@@ -93,7 +124,29 @@ static exit_code run(CLI::App *app, word_list arguments, const exit_code &result
     }
     catch (const CLI::ParseError &e) // that help was asked for is one, too
     {
-        return e.get_exit_code() == 0 ? static_cast<exit_code>(app->exit(e)) : refuse(*app, e);
+        if (e.get_exit_code() != 0)
+            return refuse(*app, e);
+        std::ostringstream help;
+        app->exit(e, help);
+        print(help.str());
+        return EXIT_OK;
+    }
+}
+
+// Asked by shells only.
+static exit_code complete(const CLI::App &app, const word_list &words)
+{
+    print(completions(app, words));
+    return EXIT_OK;
+}
+
+static exit_code run(CLI::App *app, const word_list &arguments, const exit_code &result)
+{
+    try
+    {
+        if (!arguments.empty() && arguments[0] == "complete")
+            return complete(*app, {arguments.begin() + 1, arguments.end()});
+        return parse(app, without_help_command(*app, arguments), result);
     }
     catch (const error &e)
     {
@@ -108,22 +161,12 @@ static exit_code run(CLI::App *app, word_list arguments, const exit_code &result
     }
 }
 
-// `help COMMAND` is `COMMAND --help`.
-static word_list without_help_command(const CLI::App &app, const word_list &arguments)
-{
-    if (arguments.empty() || arguments[0] != "help")
-        return arguments;
-    if (arguments.size() == 1)
-        return {"--help"};
-    const bool known = std::ranges::count(command_names(app), arguments[1]) > 0;
-    return known ? word_list{arguments[1], "--help"} : word_list{arguments[1]}; // which is refused
-}
-
 } // namespace qv6d
 
 int main(int argc, char **argv)
 {
     const qv6d::interrupt_guard interrupts;
+    qv6d::occupy_closed_streams();
     qv6d::keep_command_line(argc, argv);
     std::signal(SIGPIPE, SIG_IGN); // a reader that leaves shows as a write that fails
     CLI::App app("qv6d: replay, explain and simulate sensor recordings for libqv6dalgo", "qv6d");
@@ -132,10 +175,5 @@ int main(int argc, char **argv)
     qv6d::exit_code result = qv6d::EXIT_OK;
     qv6d::add_commands(&app, &result);
     const qv6d::word_list arguments(argv + std::min(argc, 1), argv + argc);
-    if (!arguments.empty() && arguments[0] == "complete") // asked by shells only
-    {
-        fmt::print("{}", qv6d::completions(app, {arguments.begin() + 1, arguments.end()}));
-        return qv6d::EXIT_OK;
-    }
-    return qv6d::run(&app, qv6d::without_help_command(app, arguments), result);
+    return qv6d::run(&app, arguments, result);
 }
