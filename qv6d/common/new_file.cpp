@@ -57,7 +57,8 @@ new_file::new_file(int folder, const std::string &target, const std::string &sho
     : folder_(folder), target_(target), shown_(shown)
 {
     struct stat there;
-    const bool replaces = fstatat(folder, target.c_str(), &there, AT_SYMLINK_NOFOLLOW) == 0;
+    const bool replaces =
+        fstatat(folder, target.c_str(), &there, AT_SYMLINK_NOFOLLOW) == 0 && S_ISREG(there.st_mode); // links let all in
     create(replaces ? 0600 : 0666);
     try
     {

@@ -18,11 +18,12 @@ namespace fs = std::filesystem;
 namespace
 {
 
-// One that cannot be looked up is as it is written.
+// One that cannot be looked up is as it is written. Absolute first: of "x" and "./x" where there is no x yet, the
+// look-up makes two names.
 fs::path looked_up(const std::string &path)
 {
     std::error_code failure;
-    const fs::path found = fs::weakly_canonical(path, failure);
+    const fs::path found = fs::weakly_canonical(fs::absolute(path), failure);
     return failure ? fs::absolute(path).lexically_normal() : found;
 }
 
@@ -61,16 +62,21 @@ int standard_stream(const struct stat &file)
 // Where a link leads. One that somebody else has put there could lead to any file of the user's.
 std::string behind_links(const std::string &path)
 {
+    constexpr int most = 40; // links in a row, as the system has it
+    fs::path file = path;
     struct stat link;
-    if (lstat(path.c_str(), &link) != 0 || !S_ISLNK(link.st_mode))
-        return path;
-    if (link.st_uid != geteuid() && link.st_uid != 0)
-        fail(path, "is a link of another user: name the file that it leads to");
-    std::error_code failure;
-    const fs::path target = fs::canonical(path, failure);
-    if (failure)
+    for (int k = 0; k < most && lstat(file.c_str(), &link) == 0; ++k)
+    {
+        if (!S_ISLNK(link.st_mode))
+            return file.string();
+        if (link.st_uid != geteuid() && link.st_uid != 0)
+            fail(path, "is a link of another user: name the file that it leads to");
+        std::error_code failure; // the next turn finds nothing then
+        file = file.parent_path() / fs::read_symlink(file, failure);
+    }
+    if (file != path)
         fail(path, "is a link that leads nowhere");
-    return target.string();
+    return path;
 }
 
 } // namespace
@@ -120,11 +126,13 @@ void output::open_as_it_is(const std::string &path)
 {
     file_ = descriptor(open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY));
     to_ = file_.get();
-    if (to_ >= 0)
-        return;
     const int reason = errno;
     throw_if_interrupted(); // while it waited for the other end of a pipe
-    fail(path, std::strerror(reason));
+    if (to_ < 0)
+        fail(path, std::strerror(reason));
+    struct stat opened;
+    if (fstat(to_, &opened) != 0 || S_ISREG(opened.st_mode))
+        fail(path, "has become another file meanwhile");
 }
 
 void output::replace(const std::string &path)
@@ -137,7 +145,8 @@ void output::replace(const std::string &path)
 
 void output::write(std::string_view bytes)
 {
-    buffer_.append(bytes.data(), bytes.data() + bytes.size());
+    const std::string safe = isatty(to_) != 0 ? qv6d::shown(bytes) : "";
+    buffer_.append(safe.empty() ? bytes : std::string_view(safe));
     if (buffer_.size() >= FLUSH_SIZE)
         flush();
 }

@@ -38,7 +38,7 @@ public:
         print_safe(format, safe(std::forward<Arguments>(arguments))...);
     }
 
-    // As it is: for what no terminal shows.
+    // As it is, but for a terminal.
     void write(std::string_view bytes);
 
     // To be called at the end: a destructor cannot say that the disk is full.

@@ -44,6 +44,8 @@ for file in cfg cfgbak datbak; do
     kept "a hard link at $file"
 done
 ends 4 "" qv6d replay missing.csv --state new && [ ! -e new ]
+ends 3 "" qv6d replay a.csv --state new/er --config a.csv && [ ! -e new ]
+ends 5 "TMPDIR: is no directory" env TMPDIR=none qv6d replay a.csv --state new/er && [ ! -e new ]
 
 # The name of an unfinished file was once known: what had it was lost, and a link there was followed.
 cp a.csv day.csv.part
@@ -66,6 +68,13 @@ qv6d simulate --seed 3 --duration 20 --offset 120,-45,-300 -o /dev/stdout >into 
 qv6d replay a.csv -o >(cmp - rows.csv && touch through) >/dev/null && sleep 0.2 && [ -e through ]
 ln -s nowhere dangling
 ends 5 "dangling: cannot be written: is a link that leads nowhere" qv6d replay a.csv -o dangling
+ln -s keep theirs && ln -s theirs mine # a link to a link of somebody else
+[ "$(id -u)" != 0 ] || { chown -h 1 theirs && ends 5 "mine: cannot be written: is a link of another user" qv6d replay a.csv -o mine; }
+kept "a link of another user"
+ends 2 "would be written twice" qv6d replay a.csv -o x --log ./x
+ends 5 "standard output: cannot be written" bash -c 'qv6d replay a.csv --log shut.log <&- >&-'
+[ ! -e shut.log ] || complain "the log got the number of standard output, and its bytes"
+ends 5 "standard output: cannot be written" bash -c 'qv6d --help >/dev/full'
 mkdir folder && cp a.csv folder && ln a.csv twin.csv
 ends 2 "twin.csv: is read, and would be overwritten" qv6d replay a.csv -o twin.csv
 ends 2 "folder/a.csv: is read" qv6d import folder -o folder/a.csv
@@ -110,6 +119,9 @@ for option in --output --log --report --state --unit --columns --delimiter --tru
     shows_nothing qv6d replay a.csv "$option" "$nasty/none"
 done
 for key in "$nasty=1" "hcal.readycnt=$nasty" "$nasty"; do shows_nothing qv6d tune a.csv --key "$key"; done
+printf '#%s\nhcal.motion.sendiffmin = 90\n' "$nasty" >base.cfg # the terminal's own \r is not what is looked for
+shows_nothing bash -c 'TERM=dumb script -qec "qv6d tune a.csv --base base.cfg -q --key hcal.motion.sendiffmin=5 --best /dev/tty" /dev/null | tr -d "\r"'
+grep -aq '^#.*x1b' said
 printf '%s %s\noffset=%s\n' "$nasty" "$nasty" "$nasty" >list
 shows_nothing qv6d tune @list --every 1
 shows_nothing qv6d "$nasty"
