@@ -130,10 +130,11 @@ ends 4 "Käse: cannot be opened" qv6d tune @list --every 1 # letters are letters
 
 # What grows with a file is bounded.
 awk 'BEGIN { for (k = 0; k < 250000; k++) print "a=b" }' >flood.cfg
-limited() { (ulimit -v 400000 && "$@" >/dev/null); }
+limited() { (ulimit -v "${limit:-400000}" && "$@" >/dev/null); }
 ends 3 "" limited qv6d check flood.cfg # once 600 MB
 awk 'BEGIN { for (k = 0; k < 60000; k++) printf "E/qvalgo: [qvhcal_update       -0127]  hcal_out 1 2 3, 0 0 0 48, 1 2 3 48, %d, 2, 1 18\n", k % 2 }' >flip.log
 ends 0 "" limited qv6d explain flip.log
+limit=100000 ends 0 "" limited qv6d explain --json flip.log # once 124 MB
 ends 0 "processes at a time: the system allows no more" \
     bash -c 'ulimit -n 70; qv6d tune still.csv --key hcal.readycnt=2:12:1 --jobs 1024 --csv'
 [ -z "$(ls tmp; find . -name '*.part' ! -name day.csv.part ! -name log.part)" ]
