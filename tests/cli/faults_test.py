@@ -64,6 +64,7 @@ def complaint(command, inputs, whole, number, signalled):
     before = content(inputs)
     if code == whole[0]:
         wrong += [] if (out, files) == (whole[1], whole[3]) else ["success with other results"]
+        wrong += ["it goes unnoticed"] if call == "fsync" and not signalled else []
     else:
         allowed = {128 + sent} if signalled else CODES.get(call, OTHERS)
         wrong += [] if code in allowed else [f"exit code {code}"]
