@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <dirent.h>
 #include <fcntl.h>
 #include <string>
@@ -29,6 +30,11 @@ int main(int, char **arguments)
     const int count = scandir(arguments[1], &names, nullptr, alphasort);
     int tried = 0;
     for (int i = 0; i < count; ++i)
+    {
         tried += run(std::string(arguments[1]) + "/" + names[i]->d_name);
+        std::free(names[i]);
+    }
+    if (count >= 0)
+        std::free(names);
     return tried > 0 ? 0 : 1;
 }
