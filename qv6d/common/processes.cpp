@@ -31,7 +31,7 @@ struct process
     std::string received; // an exit code as one byte, then result or message
 };
 
-void write_all(int file, const std::string &bytes)
+void send_to_parent(int file, const std::string &bytes)
 {
     for (std::size_t done = 0; done < bytes.size();)
     {
@@ -48,15 +48,15 @@ void write_all(int file, const std::string &bytes)
     const auto reply = [](int code, const std::string &text) { return static_cast<char>(code) + text; };
     try
     {
-        write_all(pipe, reply(EXIT_OK, work.run(index)));
+        send_to_parent(pipe, reply(EXIT_OK, work.run(index)));
     }
     catch (const error &e)
     {
-        write_all(pipe, reply(e.code, e.what()));
+        send_to_parent(pipe, reply(e.code, e.what()));
     }
     catch (const std::exception &e)
     {
-        write_all(pipe, reply(EXIT_UNEXPECTED, e.what()));
+        send_to_parent(pipe, reply(EXIT_UNEXPECTED, e.what()));
     }
     _exit(EXIT_OK);
 }

@@ -24,7 +24,7 @@ namespace
 
 using outcome = customer_line::outcome;
 
-constexpr std::size_t READ_AT_MOST = 64 * 1024; // bytes of a file, by the library
+constexpr std::size_t READ_AT_MOST = 65536; // bytes of a file, by the library
 
 bool is_blank(char c)
 {

@@ -4,7 +4,7 @@
 #   exports_test.sh LIBRARY SOURCE_DIR
 source "$(dirname "$0")/../shell.sh"
 library=$1 source=$2
-files='fopen|fdopen|fclose|fread|fwrite|fgetc|getc|open|close|fstat|fputs|fseek|ferror|fflush|setvbuf|v?fprintf|v?snprintf|stderr'
+files='fopen|fdopen|fclose|fread|fwrite|fgetc|getc|fputc|open|close|fstat|fputs|fseek|ferror|fflush|setvbuf|v?fprintf|v?snprintf|stderr'
 text='mem(cpy|move|set|cmp|chr)|bcmp|str(len|n?cmp|n?cpy|r?chr|n?cat|tod)|(new|use|free)locale|dl_iterate_phdr'
 mathematics='a?sin|a?cos|sincos|atan2|sqrt'
 needed='libc|libm|ld-linux.*'
