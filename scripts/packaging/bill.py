@@ -38,11 +38,11 @@ def packages_of(paths):
 def component(package, use):
     version, architecture = said("dpkg-query", "-W", "-f", "${Version} ${Architecture}\n", package).splitlines()[0].split()
     licence = next((LICENCES[key] for key in sorted(LICENCES, reverse=True) if package.startswith(key)), None)
-    if licence is None:
-        sys.exit(f"bill.py: say in LICENCES under which licence {package} is")
+    if licence is None:  # an installation goes on; the check of packages does not
+        print(f"bill.py: say in LICENCES under which licence {package} is", file=sys.stderr)
     purl = f"pkg:deb/debian/{package}@{version.replace('+', '%2B')}?arch={architecture}"
     return {"type": "library", "bom-ref": purl, "name": package, "version": version, "purl": purl,
-            "licenses": [{"expression": licence}], "properties": [{"name": "use", "value": use}]}
+            **({"licenses": [{"expression": licence}]} if licence else {}), "properties": [{"name": "use", "value": use}]}
 
 
 def linked(files):
