@@ -24,8 +24,6 @@ namespace
 
 using outcome = customer_line::outcome;
 
-constexpr std::size_t READ_AT_MOST = 65536; // bytes of a file, by the library
-
 bool is_blank(char c)
 {
     return c == ' ' || c == '\t';
@@ -238,10 +236,10 @@ public:
     bool read(std::string_view physical)
     {
         size_ += physical.size();
-        if (size_ > READ_AT_MOST) // of a whole file: here each line is a file of its own
+        if (size_ > CUSTOMER_FILE_MAX) // of a whole file: here each line is a file of its own
         {
             add(report_.line_count, outcome::ended).reason =
-                fmt::format("{} bytes of a file are the most: reading ends here", READ_AT_MOST);
+                fmt::format("{} bytes of a file are the most: reading ends here", CUSTOMER_FILE_MAX);
             return false;
         }
         const qvstorage_cfg before = report_.result;
@@ -291,9 +289,9 @@ private:
         else if (message.starts_with("[ERR] StringBuf OverFlow"))
         {
             customer_line &line = add(number, outcome::ended);
-            line.column = 127;
-            line.reason = fmt::format("{} characters with the line's end, but 126 are the most: reading ends here",
-                                      physical.size());
+            line.column = static_cast<int>(CUSTOMER_LINE_MAX) + 1;
+            line.reason = fmt::format("{} characters with the line's end, but {} are the most: reading ends here",
+                                      physical.size(), CUSTOMER_LINE_MAX);
         }
         else if (message.starts_with("[ERR] Could not find out value"))
         {

@@ -15,8 +15,8 @@ namespace qv6d
 namespace
 {
 
-// Characters of the longest line that the library takes where another follows.
-constexpr std::size_t LONGEST_LINE = 125;
+// Characters of the longest line that the library takes where another follows, without its newline.
+constexpr std::size_t LONGEST_LINE = CUSTOMER_LINE_MAX - 1;
 
 // As the library reads them: a line ends for it at a zero byte, too.
 std::vector<std::string> lines_of(const std::string &text)

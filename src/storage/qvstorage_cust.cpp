@@ -15,15 +15,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-// Bytes of the longest line with its newline and terminator, and one to tell a full line from a cut one.
-static constexpr std::size_t LINE_SIZE = 128;
-
-// Characters of the longest line that is taken, its newline included.
-static constexpr std::size_t LINE_LENGTH_MAX = LINE_SIZE - 2;
-
-// Bytes that are read of a file: ten times the longest line of every key. Each line may be logged, so a longer file
-// would flood the log and hold the start up.
-static constexpr std::size_t FILE_SIZE_MAX = 65536;
+// Bytes of the longest line with its terminator, and one to tell a full line from a cut one.
+static constexpr std::size_t LINE_SIZE = CUSTOMER_LINE_MAX + 2;
 
 template <typename T>
 static T field(const qvstorage_cfg &cfg, const customer_key &key)
@@ -140,7 +133,7 @@ static int32_t apply_lines(qvstorage_cfg *cfg, std::FILE *stream, const char *pa
     while (const std::size_t length = read_line(line, stream))
     {
         size += length;
-        if (length > LINE_LENGTH_MAX || size > FILE_SIZE_MAX)
+        if (length > CUSTOMER_LINE_MAX || size > CUSTOMER_FILE_MAX)
         {
             QVLOG_AS("load_file_cust", "[ERR] StringBuf OverFlow. Check %s file.\n", path);
             return -1;
