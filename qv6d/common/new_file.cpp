@@ -107,11 +107,6 @@ void new_file::take_mode_of(const struct stat &target)
     mode_t mode = target.st_mode & (S_IRWXU | S_IRWXG | S_IRWXO);
     if (target.st_gid != getegid() && fchown(file_.get(), static_cast<uid_t>(-1), target.st_gid) != 0)
         mode &= ~static_cast<mode_t>(S_IRWXG);
-    set_mode(mode);
-}
-
-void new_file::set_mode(mode_t mode)
-{
     if (fchmod(file_.get(), mode) != 0)
         throw error(EXIT_OUTPUT, fmt::format("{}: cannot be given its mode: {}", shown_, std::strerror(errno)));
 }

@@ -38,7 +38,6 @@ public:
 private:
     void create(mode_t mode);
     void remove() const;
-    void set_mode(mode_t mode);
     void take_mode_of(const struct stat &target);
 
     int folder_;

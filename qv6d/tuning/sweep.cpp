@@ -22,7 +22,7 @@ constexpr std::uint64_t COMBINATIONS_MAX = 1000000; // of one run: about 100 MB 
 constexpr double SCALE_MAX = 1e22;                  // the largest power of ten that is a double
 constexpr double EXACT_MAX = 0x1p53;                // integers up to here are doubles
 
-[[noreturn]] void refuse_key(const std::string &message)
+[[noreturn]] void refuse_sweep(const std::string &message)
 {
     throw error(EXIT_USAGE, printable(message));
 }
@@ -32,7 +32,7 @@ double number(const std::string &name, std::string_view text)
     double value = 0.0;
     const auto [end, status] = std::from_chars(text.data(), text.data() + text.size(), value);
     if (status != std::errc() || end != text.data() + text.size() || !std::isfinite(value))
-        refuse_key(fmt::format("{}: expected a number or from:to:step, found \"{}\"", name, text));
+        refuse_sweep(fmt::format("{}: expected a number or from:to:step, found \"{}\"", name, text));
     return value;
 }
 
@@ -52,12 +52,12 @@ void add_range(std::vector<double> *values, const std::string &name, std::string
     const double from = std::round(range[0] * scale), to = std::round(range[1] * scale);
     const double step = std::round(range[2] * scale);
     if (!(std::fabs(from) <= EXACT_MAX && std::fabs(to) <= EXACT_MAX && std::fabs(step) <= EXACT_MAX))
-        refuse_key(fmt::format("{}: the range {} has too many digits", name, text));
+        refuse_sweep(fmt::format("{}: the range {} has too many digits", name, text));
     const double steps = std::floor((to - from) / step);
     if (!(steps >= 0.0))
-        refuse_key(fmt::format("{}: the range {} never gets from {} to {}", name, text, range[0], range[1]));
+        refuse_sweep(fmt::format("{}: the range {} never gets from {} to {}", name, text, range[0], range[1]));
     if (!(steps < static_cast<double>(VALUES_MAX)))
-        refuse_key(fmt::format("{}: the range {} has more than {} values", name, text, VALUES_MAX));
+        refuse_sweep(fmt::format("{}: the range {} has more than {} values", name, text, VALUES_MAX));
     for (double i = 0.0; i <= steps; ++i)
         values->push_back((from + i * step) / scale);
 }
@@ -90,9 +90,9 @@ void check_values(const varied_key &key, bool at_most_40)
     for (const double value : key.values)
     {
         if (key.integer && (value != std::round(value) || std::fabs(value) > INT32_MAX))
-            refuse_key(fmt::format("{}: takes whole numbers, found {}", key.name, value));
+            refuse_sweep(fmt::format("{}: takes whole numbers, found {}", key.name, value));
         if (at_most_40 && value > static_cast<double>(BUFFER_SIZE_MAX))
-            refuse_key(fmt::format("{}: is at most {}, found {}", key.name, BUFFER_SIZE_MAX, value));
+            refuse_sweep(fmt::format("{}: is at most {}, found {}", key.name, BUFFER_SIZE_MAX, value));
     }
 }
 
@@ -117,7 +117,7 @@ std::vector<double> parse_values(const std::string &name, std::string_view text)
         else if (ends.size() == 3)
             add_range(&values, name, part, {number(name, ends[0]), number(name, ends[1]), number(name, ends[2])});
         else
-            refuse_key(fmt::format("{}: expected a number or from:to:step, found \"{}\"", name, part));
+            refuse_sweep(fmt::format("{}: expected a number or from:to:step, found \"{}\"", name, part));
     }
     return values;
 }
@@ -127,12 +127,12 @@ varied_key parse_key(const std::string &text)
     const std::size_t equals = text.find('=');
     const std::string name = text.substr(0, equals);
     if (equals == std::string::npos)
-        refuse_key(fmt::format("--key {}: expected KEY=VALUES, as in hcal.rbufsize=15:40:5", text));
+        refuse_sweep(fmt::format("--key {}: expected KEY=VALUES, as in hcal.rbufsize=15:40:5", text));
     const record_field *known = customer_field(name);
     if (known == nullptr)
-        refuse_key(fmt::format("--key {}: there is no such key; did you mean {}?", name, nearest_key(name)));
+        refuse_sweep(fmt::format("--key {}: there is no such key; did you mean {}?", name, nearest_key(name)));
     if (known->kind == key_kind::path)
-        refuse_key(fmt::format("--key {}: names a file and changes no result", name));
+        refuse_sweep(fmt::format("--key {}: names a file and changes no result", name));
     varied_key key = {name, known->kind != key_kind::real,
                       parse_values("--key " + name, std::string_view(text).substr(equals + 1))};
     check_values(key, known->kind == key_kind::integer_at_most_40);
@@ -150,7 +150,7 @@ shard parse_shard(const std::string &text)
         if (step.ec == std::errc() && step.ptr == end && part.first >= 1 && part.first <= part.step)
             return part;
     }
-    refuse_key(fmt::format("--shard {}: expected K/N with K from 1 to N, as in 2/8", text));
+    refuse_sweep(fmt::format("--shard {}: expected K/N with K from 1 to N, as in 2/8", text));
 }
 
 sweep::sweep(std::vector<varied_key> keys, std::vector<double> every)
@@ -158,14 +158,14 @@ sweep::sweep(std::vector<varied_key> keys, std::vector<double> every)
 {
     for (const double n : every_)
         if (!(n >= 1.0 && n == std::round(n) && n <= EXACT_MAX))
-            refuse_key(fmt::format("--every: expected a whole number from 1 on, found {}", n));
+            refuse_sweep(fmt::format("--every: expected a whole number from 1 on, found {}", n));
     for (std::size_t i = 0; i < keys_.size(); ++i)
     {
         for (std::size_t j = 0; j < i; ++j)
             if (keys_[i].name == keys_[j].name)
-                refuse_key(fmt::format("--key {}: is there twice", keys_[i].name));
+                refuse_sweep(fmt::format("--key {}: is there twice", keys_[i].name));
         if (__builtin_mul_overflow(size_, static_cast<std::uint64_t>(keys_[i].values.size()), &size_))
-            refuse_key("these are more combinations than can be counted");
+            refuse_sweep("these are more combinations than can be counted");
     }
 }
 
@@ -187,8 +187,8 @@ std::vector<combination> sweep::of(const shard &part) const
 {
     const std::uint64_t count = part.first > size_ ? 0 : (size_ - part.first) / part.step + 1;
     if (count > COMBINATIONS_MAX)
-        refuse_key(fmt::format("{} combinations are too many for one run: take shards, --shard 1/{}", count,
-                               part.step * (count / COMBINATIONS_MAX + 1)));
+        refuse_sweep(fmt::format("{} combinations are too many for one run: take shards, --shard 1/{}", count,
+                                 part.step * (count / COMBINATIONS_MAX + 1)));
     std::vector<combination> all;
     for (std::uint64_t i = 0; i < count; ++i)
         all.push_back(at(part.first + i * part.step));
