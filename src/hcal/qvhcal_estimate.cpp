@@ -2,6 +2,7 @@
 
 #include "math/vec3.h"
 #include "platform/log.h"
+#include "rlsm/qvrlsm_steps.h"
 
 // Nearer samples say the same thing twice, and their noise would outweigh their distance.
 static constexpr double GOLDEN_SPACING = 3.0; // microtesla
@@ -50,8 +51,7 @@ int32_t estimate_offset(qvhcal_state *state, qvcrd_vec3 *offset, double *radius)
     if (qvrlsm_get_runlevel(rlsm) == QVRLSM_RUNLEVEL_FRESH)
         seed(rlsm, batch);
 
-    for (int32_t i = golden_cnt - 1; i >= 0; --i)
-        qvrlsm_update(rlsm, golden[i].x, golden[i].y, golden[i].z);
+    qvrlsm_update_all(rlsm, golden, golden_cnt);
     *offset = qvrlsm_get_offset(rlsm);
     *radius = qvrlsm_get_radius(rlsm);
     QVLOG_IF(endbg, "EST_RLSM_OUT : offset(%f %f %f) radius(%f) stable(%d)\n", offset->x, offset->y, offset->z, *radius,

@@ -1,4 +1,4 @@
-#include "math/qvmaf.h"
+#include "math/qvmaf_push.h"
 
 #include "platform/log.h"
 
@@ -97,6 +97,15 @@ int32_t qvmaf_run(qvmaf *filter, const double *sample, double *mean)
     filter->n = std::min(filter->n + 1, filter->n_order);
     with_items(*filter, [=](auto n_item) { push_and_average<n_item>(*filter, sample, mean); });
     return 0;
+}
+
+void qvmaf_push_all(qvmaf *filter, const double (*samples)[QVMAF_ITEM_MAX], int32_t count)
+{
+    constexpr std::size_t row = sizeof filter->buf[0];
+    std::memmove(filter->buf[count], filter->buf[0], static_cast<std::size_t>(QVMAF_ORDER_MAX - count) * row);
+    for (int32_t i = 0; i < count; ++i)
+        std::memcpy(filter->buf[count - 1 - i], samples[i], row);
+    filter->n = std::min(filter->n + count, filter->n_order);
 }
 
 int32_t qvmaf_get_n_order(const qvmaf *filter)

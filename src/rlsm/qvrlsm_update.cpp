@@ -1,114 +1,169 @@
-#include "rlsm/qvrlsm.h"
+#include "rlsm/qvrlsm_steps.h"
 
+#include "math/qvmaf_push.h"
 #include "math/vec3.h"
 #include "platform/log.h"
 
 #include <cmath>
+#include <cstring>
 
 namespace
 {
+// Two numbers side by side in the processor's own registers, where it has such.
+typedef double pair __attribute__((vector_size(16)));
+
+struct four
+{
+    pair low, high;
+
+    double operator[](int32_t i) const
+    {
+        return i < 2 ? low[i] : high[i - 2];
+    }
+};
+
 struct estimate
 {
-    double x[4];
-    double p[4][4];
+    four x;
+    four p[4]; // rows
 };
 } // namespace
 
-static double dot(const double *a, const double *b)
+static four operator+(const four &a, const four &b)
 {
-    double sum = 0.0;
+    return {a.low + b.low, a.high + b.high};
+}
+
+static four operator*(const four &a, double s)
+{
+    return {a.low * s, a.high * s};
+}
+
+static four operator/(const four &a, double s)
+{
+    return {a.low / s, a.high / s};
+}
+
+static double dot(const four &a, const four &b)
+{
+    return 0.0 + a.low[0] * b.low[0] + a.low[1] * b.low[1] + a.high[0] * b.high[0] + a.high[1] * b.high[1];
+}
+
+// rows[0] * v[0] + rows[1] * v[1] + ..., from the first on.
+static four combine(const four rows[4], const four &v)
+{
+    four sum = {};
     for (int32_t i = 0; i < 4; ++i)
-        sum += a[i] * b[i];
+        sum = sum + rows[i] * v[i];
     return sum;
 }
 
-// (I - K phi^T) * (P / w²), each element of P divided before the product is formed.
-static void next_covariance(double next[4][4], const double gain[4], const double phi[4], const double p[4][4],
-                            double w)
+static void transpose(four to[4], const four from[4])
 {
-    double m[4][4], scaled[4][4];
     for (int32_t i = 0; i < 4; ++i)
-        for (int32_t j = 0; j < 4; ++j)
-        {
-            m[i][j] = (i == j ? 1.0 : 0.0) - gain[i] * phi[j];
-            scaled[i][j] = p[i][j] / (w * w);
-        }
-    for (int32_t i = 0; i < 4; ++i)
-        for (int32_t j = 0; j < 4; ++j)
-        {
-            double sum = 0.0;
-            for (int32_t k = 0; k < 4; ++k)
-                sum += m[i][k] * scaled[k][j];
-            next[i][j] = sum;
-        }
+        to[i] = {pair{from[0][i], from[1][i]}, pair{from[2][i], from[3][i]}};
 }
 
-static bool has_no_nan(const estimate &e)
+static bool has_nan(const four &v)
 {
+    const auto nan = (v.low != v.low) | (v.high != v.high);
+    return (nan[0] | nan[1]) != 0;
+}
+
+// (I - K phi^T) * (P / w²), each element of P divided before the product is formed.
+static void next_covariance(four next[4], const four &gain, const four &phi, const four p[4], double w)
+{
+    four scaled[4];
+    for (int32_t i = 0; i < 4; ++i)
+        scaled[i] = p[i] / (w * w);
     for (int32_t i = 0; i < 4; ++i)
     {
-        if (std::isnan(e.x[i]))
-            return false;
-        for (int32_t j = 0; j < 4; ++j)
-            if (std::isnan(e.p[i][j]))
-                return false;
+        const auto m = [&](int32_t j) { return (i == j ? 1.0 : 0.0) - gain[i] * phi[j]; };
+        next[i] = combine(scaled, {pair{m(0), m(1)}, pair{m(2), m(3)}});
     }
-    return true;
 }
 
 static bool step(estimate *next, const estimate &now, double w, double rn, qvcrd_vec3 sample)
 {
     const double y = norm_square(sample);
-    const double phi[4] = {2.0 * sample.x, 2.0 * sample.y, 2.0 * sample.z, 1.0};
+    const four phi = {pair{2.0 * sample.x, 2.0 * sample.y}, pair{2.0 * sample.z, 1.0}};
+    four columns[4];
+    transpose(columns, now.p);
 
-    double h[4];
-    for (int32_t i = 0; i < 4; ++i)
-        h[i] = dot(now.p[i], phi);
-    const double s = dot(phi, h) + w * w * rn;
+    const double s = dot(phi, combine(columns, phi)) + w * w * rn;
     if (s == 0.0 || w == 0.0)
         return false;
 
     // The gain is P * (phi / s), not (P * phi) / s: the two differ in the last bit.
     const double innovation = y - dot(phi, now.x);
-    const double g[4] = {phi[0] / s, phi[1] / s, phi[2] / s, phi[3] / s};
-    double gain[4];
-    for (int32_t i = 0; i < 4; ++i)
-        gain[i] = dot(now.p[i], g);
-
-    for (int32_t i = 0; i < 4; ++i)
-        next->x[i] = now.x[i] + gain[i] * innovation;
+    const four gain = combine(columns, phi / s);
+    next->x = now.x + gain * innovation;
     next_covariance(next->p, gain, phi, now.p, w);
-    return has_no_nan(*next);
+    return !(has_nan(next->x) || has_nan(next->p[0]) || has_nan(next->p[1]) || has_nan(next->p[2]) ||
+             has_nan(next->p[3]));
+}
+
+static estimate load(const qvrlsm_bak &bak)
+{
+    estimate now;
+    std::memcpy(&now.x, bak.x, sizeof bak.x);
+    std::memcpy(now.p, bak.p, sizeof bak.p);
+    return now;
+}
+
+static double radius(const estimate &e)
+{
+    return std::sqrt(e.x[3] + norm_square({e.x[0], e.x[1], e.x[2]}));
 }
 
 static void commit(qvrlsm_bak *bak, const estimate &next)
 {
-    for (int32_t i = 0; i < 4; ++i)
-    {
-        bak->x[i] = next.x[i];
-        for (int32_t j = 0; j < 4; ++j)
-            bak->p[i][j] = next.p[i][j];
-    }
-    for (int32_t i = 0; i < 3; ++i)
-        bak->offset[i] = next.x[i];
-    bak->radius = std::sqrt(next.x[3] + norm_square(load_vec3(next.x)));
+    std::memcpy(bak->x, &next.x, sizeof bak->x);
+    std::memcpy(bak->p, next.p, sizeof bak->p);
+    std::memcpy(bak->offset, &next.x, sizeof bak->offset);
+    bak->radius = radius(next);
 }
 
 int32_t qvrlsm_update(qvrlsm_state *state, double m1, double m2, double m3)
 {
     QVLOG_IF(state->cfg.endbg, "RLSM_RLSM_IN %f %f %f\n", m1, m2, m3);
-
-    estimate now, next;
-    for (int32_t i = 0; i < 4; ++i)
-    {
-        now.x[i] = state->bak.x[i];
-        for (int32_t j = 0; j < 4; ++j)
-            now.p[i][j] = state->bak.p[i][j];
-    }
-    if (!step(&next, now, state->cfg.w, state->cfg.rn, {m1, m2, m3}))
+    estimate next;
+    if (!step(&next, load(state->bak), state->cfg.w, state->cfg.rn, {m1, m2, m3}))
         return -1;
-
     commit(&state->bak, next);
     update_stabled_status(state);
     return 0;
+}
+
+// Whether the judgements before the last one are seen: in debug lines, and in the error line of a window without
+// length.
+static bool each_judgement_is_seen(const qvrlsm_state &state)
+{
+    return state.cfg.endbg != 0 || state.routmaf.n_order < 1 || state.routmaf.n_item != QVMAF_ITEM_MAX;
+}
+
+void qvrlsm_update_all(qvrlsm_state *state, const qvcrd_vec3 *samples, int32_t n)
+{
+    if (each_judgement_is_seen(*state))
+    {
+        for (int32_t i = n - 1; i >= 0; --i)
+            qvrlsm_update(state, samples[i].x, samples[i].y, samples[i].z);
+        return;
+    }
+
+    double results[QVRLSM_LSM_MAX][QVMAF_ITEM_MAX];
+    int32_t count = 0;
+    estimate now = load(state->bak), next;
+    for (int32_t i = n - 1; i >= 0; --i)
+        if (step(&next, now, state->cfg.w, state->cfg.rn, samples[i]))
+        {
+            now = next;
+            const double result[4] = {now.x[0], now.x[1], now.x[2], radius(now)};
+            std::memcpy(results[count++], result, sizeof result);
+        }
+    if (count == 0)
+        return;
+    commit(&state->bak, now);
+    qvmaf_push_all(&state->routmaf, results, count - 1); // the last is pushed with its judgement
+    update_stabled_status(state);
 }
