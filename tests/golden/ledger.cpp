@@ -10,8 +10,9 @@
 
 bool print_values = false;
 
-static constexpr const char *NAMES[OUTPUTS] = {"input", "calibration", "learnt",      "exported",    "operations",
-                                               "files", "orientation", "inclination", "polar-angle", "log"};
+static constexpr const char *NAMES[OUTPUTS] = {"input",       "calibration", "status", "learnt",
+                                               "exported",    "operations",  "files",  "orientation",
+                                               "inclination", "polar-angle", "log"};
 static std::uint64_t hashes[OUTPUTS]; // 0: nothing was put out
 
 void print_hashes(const char *scenario)
@@ -71,7 +72,7 @@ static T take(const char **at)
     return value;
 }
 
-void add_record(output to, const qvstorage_bak &record)
+void add_status(output to, const qvstorage_bak &record)
 {
     static constexpr int RUNS[] = {24, 3, 4, 5, 9 + 17}; // of doubles and of integers by turns
     static_assert(sizeof record == (24 + 4 + 9 + 17 + 1) * sizeof(double) + (3 + 5) * sizeof(int32_t));
@@ -84,7 +85,12 @@ void add_record(output to, const qvstorage_bak &record)
             doubles ? add_one(to, take<double>(&at)) : add_one(to, take<int32_t>(&at));
         doubles = !doubles;
     }
-    add_angle(INCLINATION, take<double>(&at));
+}
+
+void add_record(output to, const qvstorage_bak &record)
+{
+    add_status(to, record);
+    add_angle(INCLINATION, record.fusion.inclination);
 }
 
 // "[operation           -0123]  text" without the number, which is the source's, and without the sign of what is not a
@@ -104,7 +110,7 @@ static void add_line(char *text)
 // In the place of the platform's log.
 extern "C" __attribute__((format(printf, 3, 4))) int __android_log_print(int, const char *, const char *format, ...)
 {
-    if (!own_trigonometry) // the lines show angles
+    if (!log_is_seen)
         return 0;
     char line[1024];
     va_list arguments;

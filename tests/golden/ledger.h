@@ -12,14 +12,15 @@ enum output
 {
     INPUT,       // what the scenario feeds: when it differs, so does everything after it
     CALIBRATION, // what doCaliApi and caliApiGetOffset fill in
-    LEARNT,      // the backup record as it stands, without the inclination, and counters of the calibration
+    STATUS,      // the backup record as it stands, without the inclination, and counters of the calibration
+    LEARNT,      // the same and the average norm of the grading, which the lean way does not keep
     EXPORTED,    // the exported data and what the getters copy, without the orientation
     OPERATIONS,  // operations exported by name
     FILES,       // the record files' bytes, without the inclination
     // Through trigonometry: the same bits with the stand-in, near with the machine's functions.
     ORIENTATION, // degrees
     INCLINATION, // radians
-    POLAR_ANGLE, // degrees; the calibration's, for the grade
+    POLAR_ANGLE, // degrees; the calibration's, for the grade; kept as LEARNT's average
     LOG,         // debug lines, source line numbers left out; shows angles, too
     OUTPUTS
 };
@@ -34,6 +35,9 @@ void add_bytes(output to, const void *bytes, std::size_t size);
 
 // An angle in an output of its own kind, printed for the comparison of values.
 void add_angle(output to, double value);
+
+// The record without the inclination.
+void add_status(output to, const qvstorage_bak &record);
 
 // The inclination goes into INCLINATION.
 void add_record(output to, const qvstorage_bak &record);

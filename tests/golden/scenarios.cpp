@@ -73,6 +73,9 @@ static constexpr scenario SCENARIOS[] = {
     {"operations", motion::still, OPERATIONS_RUN},
 };
 
+bool documented_way = true;
+bool log_is_seen = false;
+
 static constexpr int SAMPLES = 1200;
 static constexpr const char *CUSTCFG = "cust", *CFGBAK = "cfg", *DATBAK = "dat";
 
@@ -111,7 +114,7 @@ static constexpr char CUSTOMER_TEXT[] = "env.simtx[0][0] = 1.0123456789012345678
                                         "hcal.rlsm.stdev = 0.7\nhcal.motion.sendiffmin = 9.3\nhcal.accuracy[2] = 4.44\n"
                                         "fusion.inclination_alpha = 0.123\n";
 
-static void start(const scenario &s, int index)
+static void configure(const scenario &s, int index)
 {
     if (s.is(DEBUG_LINES))
         qvalgo_config_debug(1);
@@ -134,6 +137,21 @@ static void start(const scenario &s, int index)
     if (s.is(DRAWN))
         draw_settings(random_source(static_cast<std::uint64_t>(index)));
     qvalgo_init();
+}
+
+// As debug lines do it, without a difference in the files.
+static void take_documented_way()
+{
+    qvstorage &own = qvstorage_object;
+    own.env.cfg.endbg = own.fusion.cfg.endbg = 1;
+    own.hcal.cfg.endbg = own.hcal.motion.cfg.endbg = own.hcal.rlsm.cfg.endbg = 1;
+}
+
+static void start(const scenario &s, int index)
+{
+    configure(s, index);
+    if (documented_way)
+        take_documented_way();
 }
 
 static void spoil(int i, qvcrd_vec3 *acc, qvcrd_vec3 *mag)
@@ -251,8 +269,11 @@ static void add_calibration(const qvs_calibration &c)
 static void add_learnt()
 {
     const qvhcal_state &hcal = qvstorage_object.hcal;
-    add_record(LEARNT, {{hcal.rlsm.bak, hcal.status}, qvstorage_object.fusion.bak});
-    add(LEARNT, hcal.rbufcnt, hcal.clearchecked, hcal.motion.moving_weight);
+    const qvstorage_bak record = {{hcal.rlsm.bak, hcal.status}, qvstorage_object.fusion.bak};
+    add_status(STATUS, record);
+    add_record(LEARNT, record);
+    for (const output to : {STATUS, LEARNT})
+        add(to, hcal.rbufcnt, hcal.clearchecked, hcal.motion.moving_weight);
     if (qvmaf_get_n(&hcal.amaf) == 0)
         return;
     double average[2];

@@ -6,6 +6,12 @@
 // Whether the library's sine and its like are those of trigonometry.cpp or the machine's.
 extern bool own_trigonometry;
 
+// Whether the documented operations do the work that the lean way leaves out.
+extern bool documented_way;
+
+// Whether the log's lines are put out. They show angles, and the documented way adds debug lines to them.
+extern bool log_is_seen;
+
 // Null after the last one.
 const char *scenario_name(int index);
 
