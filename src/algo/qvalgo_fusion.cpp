@@ -1,13 +1,11 @@
 #include "algo/qvalgo.h"
 
+#include "fusion/level.h"
+#include "lean/lean.h"
 #include "platform/log.h"
 #include "storage/qvstorage_object.h"
 
-#include <cmath>
 #include <cstring>
-
-// A device lies level while every axis of the acceleration is this near to (0, 0, 1 g).
-static constexpr double LEVEL_TOLERANCE = 1.5; // m/s²
 
 // The sample of the last valid step. It lives as long as the process: no initialisation resets it.
 static qvfusion_sample previous_sample = {-1.0, {}, {}, {}};
@@ -39,12 +37,6 @@ static void derive_outputs(qvstorage *storage, qvcrd_vec3 acc, qvcrd_vec3 field,
     storage->fusion.data = qvfusion_get_fusion_data(&previous_sample, &previous);
 }
 
-static bool lies_level(qvcrd_vec3 acc)
-{
-    return std::fabs(acc.x) < LEVEL_TOLERANCE && std::fabs(acc.y) < LEVEL_TOLERANCE &&
-           std::fabs(acc.z - QVFUSION_GRAVITY) < LEVEL_TOLERANCE;
-}
-
 static void write_out(qvalgo_fusion_out *out, const qvfusion_data &data)
 {
     std::memcpy(out->quat, &previous_sample.quat, sizeof out->quat);
@@ -70,8 +62,13 @@ static void log_outputs(const qvfusion_data &d)
 void qvalgo_update_fusion(qvalgo_fusion_out *out, qvcrd_vec3 acc, qvcrd_vec3 field, double time)
 {
     qvstorage *storage = &qvstorage_object;
-    const int32_t endbg = storage->env.cfg.endbg;
+    if (lean_can_orient(storage))
+    {
+        lean_orient(storage, out, acc, field, time);
+        return;
+    }
 
+    const int32_t endbg = storage->env.cfg.endbg;
     qvenv_update_acclevel(&storage->env); // judges the samples before this one
     const qvcrd_vec3 filtered = qvenv_filtering_acc(&storage->env, acc);
     QVLOG_IF(endbg, "ALGO_ACC_MAG : ACC( %4.3f %4.3f %4.3f -> %4.3f %4.3f %4.3f ) MAG( %4.3f %4.3f %4.3f )\n", acc.x,

@@ -1,5 +1,6 @@
 #include "fusion/qvfusion.h"
 
+#include "fusion/inclination.h"
 #include "math/qvmtx.h"
 #include "math/vec3.h"
 #include "platform/log.h"
@@ -75,15 +76,7 @@ int32_t qvfusion_update(qvfusion_state *state, double time, qvcrd_vec3, qvcrd_ve
 
 int32_t qvfusion_update_inclination(qvfusion_state *state, qvcrd_vec3 acc, qvcrd_vec3 field)
 {
-    if (std::fabs(norm(acc) - QVFUSION_GRAVITY) > state->cfg.inclination_acctol)
-        return 0;
-
-    const double alpha = state->cfg.inclination_alpha;
-    const double measured = qvcrd_get_inclination(acc, field);
-    state->bak.inclination = alpha * measured + (1.0 - alpha) * state->bak.inclination;
-    QVLOG_IF(state->cfg.endbg, "N_INCLINATION = %f rad (=%f degree)\n", state->bak.inclination,
-             degrees(state->bak.inclination));
-    return 1;
+    return blend_inclination(state, acc, field);
 }
 
 double qvfusion_get_inclination(const qvfusion_state *state)

@@ -1,4 +1,4 @@
-#include "hcal/qvhcal.h"
+#include "hcal/qvhcal_steps.h"
 
 #include "math/vec3.h"
 #include "platform/log.h"
@@ -52,17 +52,17 @@ static int32_t grade_with_hysteresis(const qvhcal_cfg &cfg, double distance, int
     return grade_at(cfg, distance, grade > previous ? -HYSTERESIS : HYSTERESIS);
 }
 
-static int32_t apply_policy(qvhcal_state *state, const reading &r, int32_t grade, bool calibrated)
+static int32_t apply_policy(qvhcal_state *state, double distance, double angle, int32_t grade, bool calibrated)
 {
     const int32_t mask = state->cfg.incmask;
-    if ((mask & QV6D_POLICY_POLAR_ANGLE) != 0 && r.filtered_angle < state->cfg.rinclination)
+    if ((mask & QV6D_POLICY_POLAR_ANGLE) != 0 && angle < state->cfg.rinclination)
         grade -= 1;
     else if ((mask & QV6D_POLICY_TRUST_FIT) != 0 && calibrated)
         grade = QV6D_GRADE_BEST;
 
     if ((mask & QV6D_POLICY_CLEAR_RADIUS) != 0 && calibrated)
     {
-        if (r.distance > state->cfg.clearradius && state->clearchecked == 0)
+        if (distance > state->cfg.clearradius && state->clearchecked == 0)
         {
             qvhcal_clear(state);
             grade = QV6D_GRADE_UNRELIABLE;
@@ -72,13 +72,13 @@ static int32_t apply_policy(qvhcal_state *state, const reading &r, int32_t grade
     return grade;
 }
 
-static int32_t grade_of_state(qvhcal_state *state, const reading &r, int32_t raw)
+static int32_t grade_of_state(qvhcal_state *state, double distance, double angle, int32_t raw)
 {
     const qvhcal_status &status = state->status;
     if (status.calibrated == 1)
     {
         if (raw != QV6D_GRADE_UNRELIABLE)
-            return apply_policy(state, r, raw, true);
+            return apply_policy(state, distance, angle, raw, true);
         qvhcal_clear(state);
         return QV6D_GRADE_UNRELIABLE;
     }
@@ -88,7 +88,13 @@ static int32_t grade_of_state(qvhcal_state *state, const reading &r, int32_t raw
     if (status.readycnt < wanted / 2 || status.dummycnt != 0)
         return QV6D_GRADE_UNRELIABLE;
     const bool complete = status.readycnt >= wanted || status.rep_accuracy == QV6D_GRADE_MEDIUM;
-    return apply_policy(state, r, complete ? QV6D_GRADE_MEDIUM : QV6D_GRADE_LOW, false);
+    return apply_policy(state, distance, angle, complete ? QV6D_GRADE_MEDIUM : QV6D_GRADE_LOW, false);
+}
+
+int32_t qvhcal_grade(qvhcal_state *state, double distance, double angle, int32_t *raw)
+{
+    *raw = grade_with_hysteresis(state->cfg, distance, state->status.rep_accuracy);
+    return grade_of_state(state, distance, angle, *raw);
 }
 
 int32_t update_accuracy(qvhcal_state *state, qvcrd_vec3 field)
@@ -97,8 +103,8 @@ int32_t update_accuracy(qvhcal_state *state, qvcrd_vec3 field)
     if (!take_reading(&r, state, field))
         return QV6D_GRADE_UNRELIABLE;
 
-    const int32_t raw = grade_with_hysteresis(state->cfg, r.distance, state->status.rep_accuracy);
-    const int32_t grade = grade_of_state(state, r, raw);
+    int32_t raw;
+    const int32_t grade = qvhcal_grade(state, r.distance, r.filtered_angle, &raw);
     QVLOG_IF(state->cfg.endbg, "update_accuracy (%.3f:%.3f)-(%.3f)=%.3f  %d(%d) %.3f(<%.3f) %d\n", r.norm,
              r.filtered_norm, state->status.rep_radius, r.distance, grade, raw, r.filtered_angle,
              state->cfg.rinclination, state->clearchecked);

@@ -1,4 +1,4 @@
-#include "hcal/qvhcal.h"
+#include "hcal/qvhcal_steps.h"
 
 #include "math/vec3.h"
 #include "platform/log.h"
@@ -33,9 +33,8 @@ int32_t get_valid_offset(qvhcal_state *state, qvcrd_vec3 *valid_offset, double *
     return 0;
 }
 
-static void classify_movement(qvhcal_state *state, int32_t gyrlevel, double gyrthr)
+void qvhcal_take_movement(qvhcal_state *state, int32_t movement)
 {
-    const int32_t movement = qvmotion_get_movement(&state->motion, state->rbuf, state->rbufcnt, gyrlevel, gyrthr);
     state->status.motion_movement = movement;
     switch (movement)
     {
@@ -100,15 +99,23 @@ static int32_t evaluate_full_buffer(qvhcal_state *state)
     }
 }
 
-static void publish(qvhcal_state *state, qvcrd_vec3 input)
+int32_t qvhcal_evaluate(qvhcal_state *state)
+{
+    state->status.motion_result = QVMOTION_RESULT__NOISE2; // while the buffer fills
+    return state->rbufcnt < state->cfg.rbufsize ? -1 : evaluate_full_buffer(state);
+}
+
+qvcrd_vec3 qvhcal_cancel(qvhcal_state *state, qvcrd_vec3 field)
+{
+    const qvcrd_vec3 removed = field - load_vec3(state->status.rep_offset);
+    const qvcrd_vec3 canceled = exponential_smothing(state, removed.x, removed.y, removed.z);
+    store_vec3(state->status.canceled, canceled);
+    return canceled;
+}
+
+void qvhcal_publish(qvhcal_state *state, qvcrd_vec3 field, int32_t grade)
 {
     qvhcal_status &status = state->status;
-    const qvcrd_vec3 removed = input - load_vec3(state->status.rep_offset);
-    store_vec3(status.enholicoff, {0.0, 0.0, 0.0});
-    const qvcrd_vec3 canceled = exponential_smothing(state, removed.x, removed.y, removed.z);
-    store_vec3(status.canceled, canceled);
-
-    const int32_t grade = update_accuracy(state, canceled);
     // A rising grade without a validated offset publishes the estimator's present solution.
     if (grade > status.rep_accuracy && status.calibrated == 0)
     {
@@ -116,7 +123,8 @@ static void publish(qvhcal_state *state, qvcrd_vec3 input)
         status.rep_radius = qvrlsm_get_radius(&state->rlsm);
     }
     status.rep_accuracy = grade;
-    store_vec3(status.uncanceled, input);
+    store_vec3(status.uncanceled, field);
+    store_vec3(status.enholicoff, {0.0, 0.0, 0.0});
 }
 
 static void log_cycle(const qvhcal_state &state)
@@ -142,10 +150,10 @@ int32_t qvhcal_update(qvhcal_state *state, int32_t gyrlevel, double x, double y,
     else
     {
         push_rawuT(state, x, y, z);
-        classify_movement(state, gyrlevel, gyrthr);
-        state->status.motion_result = QVMOTION_RESULT__NOISE2; // while the buffer fills
-        result = state->rbufcnt < state->cfg.rbufsize ? -1 : evaluate_full_buffer(state);
-        publish(state, {x, y, z});
+        qvhcal_take_movement(state,
+                             qvmotion_get_movement(&state->motion, state->rbuf, state->rbufcnt, gyrlevel, gyrthr));
+        result = qvhcal_evaluate(state);
+        qvhcal_publish(state, {x, y, z}, update_accuracy(state, qvhcal_cancel(state, {x, y, z})));
     }
     log_cycle(*state);
     return result;

@@ -27,6 +27,11 @@ inline double norm(qvcrd_vec3 v)
     return std::sqrt(norm_square(v));
 }
 
+inline qvcrd_vec3 cross(qvcrd_vec3 a, qvcrd_vec3 b)
+{
+    return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x};
+}
+
 inline double degrees(double radians)
 {
     return radians * 180.0 / QVCRD_PI;
