@@ -1,13 +1,11 @@
 // qv6d_bench DIRECTORY: times every case over the recordings tumbling.csv and still.csv of the directory, and prints a
-// line for each: name, tab, nanoseconds (the best of the repetitions), tab, multiple of the reference. With --pairs N
-// nothing is timed: the first N pairs of the tumbling recording go through the library, for a profiler to count.
+// line for each: name, tab, nanoseconds (the best of the repetitions), tab, multiple of the reference.
 
 #include "cases.h"
 
 #include <algorithm>
 #include <benchmark/benchmark.h>
 #include <cstdio>
-#include <cstdlib>
 #include <map>
 #include <string>
 
@@ -85,10 +83,9 @@ static void time_everything(const bench::recordings &given)
 
 int main(int count, char **arguments)
 {
-    const bool pairs_only = count == 4 && std::string(arguments[2]) == "--pairs";
-    if (count != 2 && !pairs_only)
+    if (count != 2)
     {
-        std::fprintf(stderr, "usage: qv6d_bench DIRECTORY [--pairs N]\n");
+        std::fprintf(stderr, "usage: qv6d_bench DIRECTORY\n");
         return 2;
     }
     // The library's lines: made, gathered and thrown away.
@@ -100,15 +97,6 @@ int main(int count, char **arguments)
     const std::string directory = arguments[1];
     bench::recordings given = {bench::load(directory + "/tumbling.csv"), bench::load(directory + "/still.csv"), {}};
     given.disturbed = bench::disturbed(given.tumbling);
-    if (!pairs_only)
-    {
-        time_everything(given);
-        return 0;
-    }
-    bench::restart();
-    qvs_calibration result;
-    const std::size_t pairs = std::strtoul(arguments[3], nullptr, 10);
-    for (std::size_t i = 0; i < std::min(pairs, given.tumbling.size()); ++i)
-        bench::step(given.tumbling[i], &result);
+    time_everything(given);
     return 0;
 }

@@ -59,15 +59,10 @@ scaling()
         END { printf "qv6d tune, speed of two processes\t%.2f\tof one\t\n", best[1] / best[2] }'
 }
 
-# Two runs of different length: the difference is the pairs alone, the same in every run on every machine.
 instructions()
 {
-    local pairs
-    for pairs in 2000 12000; do
-        (cd "$work" && valgrind --tool=callgrind --callgrind-out-file=/dev/null --log-file=callgrind.log \
-            "$bench" "$work" --pairs $pairs)
-        awk "/Collected/ { print \$NF }" "$work/callgrind.log"
-    done | awk 'NR == 1 { few = $1 } END { printf "pair, tumbling, instructions\t%.0f\t\t\n", ($1 - few) / 10000 }'
+    "$here/instructions.sh" "$build" 2>/dev/null | awk -F '\t' -v OFS='\t' '
+        { print $1 ", instructions", $3, "", ""; print $1 ", those of the library", $2, "", "" }'
 }
 
 sizes() # NAME LIBRARY
