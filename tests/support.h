@@ -65,12 +65,8 @@ class captured_log
 public:
     captured_log()
     {
-        qv6d::set_log_sink(
-            [this](std::string_view line)
-            {
-                const std::string_view operation = line.substr(1, line.find_first_of(" -", 1) - 1);
-                lines.push_back(std::string(operation) + ": " + std::string(line.substr(line.find("]  ") + 3)));
-            });
+        qv6d::set_log_sink([this](const qv6d::log_entry &line)
+                           { lines.push_back(std::string(line.operation()) + ": " + std::string(line.said())); });
     }
 
     ~captured_log()

@@ -80,7 +80,7 @@ public:
     {
         replay_listener all;
         all.input = &input_;
-        all.on_log = [this](std::string_view line) { take(line); };
+        all.on_log = [this](const log_entry &line) { take(line); };
         all.on_event = [this](const event &e) { take(e); };
         all.on_result = [this](const event &e, const sample_result &result) { take(e, result); };
         return all;
@@ -144,13 +144,13 @@ private:
         rows_->print("t_ns,cal_x,cal_y,cal_z,off_x,off_y,off_z,radius,grade,azimuth,pitch,roll\n");
     }
 
-    void take(std::string_view line)
+    void take(const log_entry &line)
     {
         watch_.take(line);
         if (page_.wanted())
             cycles_.on_log(line);
         if (log_)
-            log_->print("E/qvalgo: {}\n", line);
+            log_->print("E/qvalgo: {}\n", line.text());
     }
 
     page_facts facts() const

@@ -99,7 +99,7 @@ ordered_json replayed(const listed_run &run, const replay_list &list)
         page.add(e);
     };
     hearing.on_result = [&](const event &e, const sample_result &r) { figures.add(e, r, watch.resets()); };
-    hearing.on_log = [&](std::string_view line) { watch.take(line); };
+    hearing.on_log = [&](const log_entry &line) { watch.take(line); };
     const cycle_source source = replay_cycles(run.settings, hearing);
     figures.finish(watch);
     page_facts facts = {run.title};

@@ -28,9 +28,9 @@ void tell(const std::function<void(Heard)> &listener, const std::type_identity_t
         listener(heard);
 }
 
-void note_start(cycle_source *source, std::string_view line)
+void note_start(cycle_source *source, const log_entry &line)
 {
-    if (line.find("LOAD_DAT_BAK [O]") != std::string_view::npos)
+    if (line.begins("[INFO] LOAD_DAT_BAK [O]"))
         ++source->resumes;
 }
 
@@ -111,8 +111,9 @@ cycle_source read_log(const std::string &path, double log_rate, const cycle_hear
             source.foreign += text.empty() ? 0 : 1; // some of the library's lines end with an empty one
             continue;
         }
-        note_start(&source, line->text);
-        if (!reader.take(line->text, times.read(*line, reader.cycles())))
+        const log_entry entry(line->text);
+        note_start(&source, entry);
+        if (!reader.take(entry, times.read(*line, reader.cycles())))
             ++source.cut;
     }
     reader.finish();
@@ -132,7 +133,7 @@ cycle_source read_log(const std::string &path, double log_rate, const cycle_hear
 
 } // namespace
 
-void cycle_listener::on_log(std::string_view line)
+void cycle_listener::on_log(const log_entry &line)
 {
     note_start(&source_, line);
     reader_.take(line, now_);
@@ -169,7 +170,7 @@ cycle_source replay_cycles(replay_settings settings, const cycle_hearing &hearin
     replay_listener listener;
     plausibility input(settings.counts ? QV6D_MICROTESLA_PER_COUNT : 1.0);
     listener.input = &input;
-    listener.on_log = [&](std::string_view line)
+    listener.on_log = [&](const log_entry &line)
     {
         watch.take(line);
         cycles.on_log(line);

@@ -36,7 +36,7 @@ public:
         source_.recording = source_.timed = true;
     }
 
-    void on_log(std::string_view line);
+    void on_log(const log_entry &line);
     void on_event(const event &e);
     void on_result()
     {
@@ -65,7 +65,7 @@ struct cycle_hearing
 {
     std::function<void(const cycle &)> on_cycle = {};
     std::function<void(const event &)> on_event = {};
-    std::function<void(std::string_view)> on_log = {};
+    std::function<void(const log_entry &)> on_log = {};
     std::function<void(const event &, const sample_result &)> on_result = {}; // of a recording only
 };
 

@@ -3,8 +3,6 @@
 #include "library/configuration.h"
 
 #include <algorithm>
-#include <cstdio>
-#include <cstring>
 
 namespace qv6d
 {
@@ -42,26 +40,6 @@ constexpr naming RESETS[RESET_CAUSES] = {
     {"clear_radius", "reset: the first calibration missed the clear radius"},
 };
 
-bool starts_with(std::string_view text, std::string_view start)
-{
-    return text.substr(0, start.size()) == start;
-}
-
-// sscanf over a line that need not end with a terminator; true when every conversion was made and all was read.
-template <typename... Targets>
-bool scan(std::string_view text, const char *format, Targets *...targets)
-{
-    char line[512];
-    if (text.size() >= sizeof line)
-        return false;
-    std::memcpy(line, text.data(), text.size());
-    line[text.size()] = '\0';
-    int end = -1;
-    // cppcheck-suppress invalidScanfArgType_float ; it takes a pack of arguments for one
-    return std::sscanf(line, format, targets..., &end) == static_cast<int>(sizeof...(targets)) &&
-           end == static_cast<int>(text.size());
-}
-
 } // namespace
 
 const char *name(buffer_outcome outcome)
@@ -84,38 +62,34 @@ const char *words(reset_cause cause)
     return RESETS[static_cast<std::size_t>(cause)].words;
 }
 
-bool cycle_reader::take(std::string_view line, double time)
+bool cycle_reader::take(const log_entry &line, double time)
 {
-    const std::size_t close = line.find("]  ");
-    if (line.empty() || line.front() != '[' || close == std::string_view::npos || close < 22)
+    if (!line.known())
         return false;
-    std::string_view operation = line.substr(1, close - 1);
-    operation = operation.substr(0, operation.find_first_of(" -"));
-    const std::string_view text = line.substr(close + 3);
-
+    const std::string_view operation = line.operation();
     if (operation == "qvhcal_update")
-        return take_update(text, time);
+        return take_update(line, time);
     if (operation == "qvmotion_get_movement" || operation == "qvmotion_get_result")
-        return take_motion(text);
+        return take_motion(line);
     if (operation == "estimate_offset" || operation == "update_stabled_status")
-        return take_estimate(text);
+        return take_estimate(line);
     if (operation == "update_accuracy")
-        return take_grading(text);
+        return take_grading(line);
     if (operation == "qvhcal_clear")
     {
         begin_cycle();
         ++resets_;
     }
-    else if (operation == "qvhcal_disp_cfg" && starts_with(text, "-readycnt"))
-        return scan(text, "-readycnt : %d%n", &wanted_);
-    else if (operation == "qvhcal_disp_cfg" && starts_with(text, "-rbufsize"))
-        return scan(text, "-rbufsize : %d%n", &buffer_size_);
-    else if (operation == "qvalgo_disp_version" && starts_with(text, "QV Algorithm Ver"))
+    else if (operation == "qvhcal_disp_cfg" && line.begins("-readycnt"))
+        return line.read("-readycnt : %d", &wanted_);
+    else if (operation == "qvhcal_disp_cfg" && line.begins("-rbufsize"))
+        return line.read("-rbufsize : %d", &buffer_size_);
+    else if (operation == "qvalgo_disp_version" && line.begins("QV Algorithm Ver"))
         ++starts_;
-    else if (operation == "qvalgo_update_fusion" && starts_with(text, "ALGO_ORNT"))
+    else if (operation == "qvalgo_update_fusion" && line.begins("ALGO_ORNT"))
     {
         vec3 o;
-        if (!scan(text, "ALGO_ORNT : %lf %lf %lf%n", &o[0], &o[1], &o[2]))
+        if (!line.read("ALGO_ORNT : %f %f %f", &o[0], &o[1], &o[2]))
             return false;
         done_.orientation = o;
     }
@@ -144,64 +118,63 @@ void cycle_reader::finish()
     have_done_ = false;
 }
 
-bool cycle_reader::take_motion(std::string_view text)
+bool cycle_reader::take_motion(const log_entry &line)
 {
     begin_cycle();
-    if (starts_with(text, "stdev = "))
+    if (line.begins("stdev = "))
     {
         double min, max;
         vec3 &s = current_.scatter;
-        if (!scan(text, "stdev = %lf %lf %lf (@ %lf~%lf)%n", &s[0], &s[1], &s[2], &min, &max))
+        if (!line.read("stdev = %f %f %f (@ %f~%f)", &s[0], &s[1], &s[2], &min, &max))
             return false;
         current_.scatter_min = min;
         return true;
     }
-    if (starts_with(text, "sensitivity_DIFF("))
+    if (line.begins("sensitivity_DIFF("))
     {
         span_figures &f = current_.spans.emplace();
-        return scan(text, "sensitivity_DIFF(%lf %lf %lf [@ %lf~%lf])%n", &f.span[0], &f.span[1], &f.span[2], &f.min,
-                    &f.max);
+        return line.read("sensitivity_DIFF(%f %f %f [@ %f~%f])", &f.span[0], &f.span[1], &f.span[2], &f.min, &f.max);
     }
-    if (starts_with(text, "sensitivity_RATE(") && current_.spans)
+    if (line.begins("sensitivity_RATE(") && current_.spans)
     {
         span_figures &f = *current_.spans;
-        return scan(text, "sensitivity_RATE(%lf %lf %lf [@ %lf~%lf])%n", &f.ratio[0], &f.ratio[1], &f.ratio[2], &f.low,
-                    &f.high);
+        return line.read("sensitivity_RATE(%f %f %f [@ %f~%f])", &f.ratio[0], &f.ratio[1], &f.ratio[2], &f.low,
+                         &f.high);
     }
-    still_ = still_ || text == "QVMOTION motion_movement_pending = 0";
-    narrow_ = narrow_ || text == "sensitivity_DIFF__min [X]";
-    unbalanced_ = unbalanced_ || text == "sensitivity_RATE [X]";
+    still_ = still_ || line.is("QVMOTION motion_movement_pending = 0");
+    narrow_ = narrow_ || line.is("sensitivity_DIFF__min [X]");
+    unbalanced_ = unbalanced_ || line.is("sensitivity_RATE [X]");
     return true;
 }
 
-bool cycle_reader::take_estimate(std::string_view text)
+bool cycle_reader::take_estimate(const log_entry &line)
 {
     begin_cycle();
-    if (starts_with(text, "EST_LSM_OUT"))
-        return take_batch_fit(text);
-    if (starts_with(text, "EST_RLSM_OUT"))
-        return take_recursive_fit(text);
-    return !starts_with(text, "RLSM_STABLED[") || take_stability(text);
+    if (line.begins("EST_LSM_OUT"))
+        return take_batch_fit(line);
+    if (line.begins("EST_RLSM_OUT"))
+        return take_recursive_fit(line);
+    return !line.begins("RLSM_STABLED[") || take_stability(line);
 }
 
-bool cycle_reader::take_batch_fit(std::string_view text)
+bool cycle_reader::take_batch_fit(const log_entry &line)
 {
     vec3 batch, reference;
     int samples;
-    if (!scan(text, "EST_LSM_OUT offset(%lf,%lf,%lf) refoffset(%lf,%lf,%lf) golden_cnt=%d%n", &batch[0], &batch[1],
-              &batch[2], &reference[0], &reference[1], &reference[2], &samples))
+    if (!line.read("EST_LSM_OUT offset(%f,%f,%f) refoffset(%f,%f,%f) golden_cnt=%d", &batch[0], &batch[1], &batch[2],
+                   &reference[0], &reference[1], &reference[2], &samples))
         return false;
     current_.fit.samples = samples;
     return true;
 }
 
-bool cycle_reader::take_recursive_fit(std::string_view text)
+bool cycle_reader::take_recursive_fit(const log_entry &line)
 {
     vec3 offset;
     double radius;
     int stable;
-    if (!scan(text, "EST_RLSM_OUT : offset(%lf %lf %lf) radius(%lf) stable(%d)%n", &offset[0], &offset[1], &offset[2],
-              &radius, &stable))
+    if (!line.read("EST_RLSM_OUT : offset(%f %f %f) radius(%f) stable(%d)", &offset[0], &offset[1], &offset[2], &radius,
+                   &stable))
         return false;
     current_.fit.offset = offset;
     current_.fit.radius = radius;
@@ -209,12 +182,12 @@ bool cycle_reader::take_recursive_fit(std::string_view text)
     return true;
 }
 
-bool cycle_reader::take_stability(std::string_view text)
+bool cycle_reader::take_stability(const log_entry &line)
 {
     char letter;
     double scatter, scatter_limit, band, band_limit;
-    if (!scan(text, "RLSM_STABLED[%c] max_stdev(%lf<%lf) max_df(%lf<%lf)%n", &letter, &scatter, &scatter_limit, &band,
-              &band_limit))
+    if (!line.read("RLSM_STABLED[%c] max_stdev(%f<%f) max_df(%f<%f)", &letter, &scatter, &scatter_limit, &band,
+                   &band_limit))
         return false;
     current_.fit.scatter = scatter;
     current_.fit.scatter_limit = scatter_limit;
@@ -223,41 +196,41 @@ bool cycle_reader::take_stability(std::string_view text)
     return true;
 }
 
-bool cycle_reader::take_grading(std::string_view text)
+bool cycle_reader::take_grading(const log_entry &line)
 {
     begin_cycle();
     double norm, filtered, radius, distance, angle, limit;
     int grade, checked;
-    if (!scan(text, "update_accuracy (%lf:%lf)-(%lf)=%lf  %d(%d) %lf(<%lf) %d%n", &norm, &filtered, &radius, &distance,
-              &grade, &raw_grade_, &angle, &limit, &checked))
+    if (!line.read("update_accuracy (%f:%f)-(%f)=%f  %d(%d) %f(<%f) %d", &norm, &filtered, &radius, &distance, &grade,
+                   &raw_grade_, &angle, &limit, &checked))
         return false;
     current_.distance = distance;
     return true;
 }
 
-bool cycle_reader::take_update(std::string_view text, double time)
+bool cycle_reader::take_update(const log_entry &line, double time)
 {
-    if (starts_with(text, "----"))
+    if (line.begins("----"))
         return true;
     begin_cycle();
-    if (!starts_with(text, "hcal_out"))
+    if (!line.begins("hcal_out"))
     {
-        classified_ = classified_ || starts_with(text, "QVMOTION_MOVEMENT__");
-        ready_ = ready_ || text == "QVMOTION_RESULT__READY";
-        discarded_ = discarded_ || text == "QVMOTION_RESULT__READY->UNKNOWN(DUMMY)";
-        unknown_ = unknown_ || text == "QVMOTION_RESULT__UNKNOWN";
-        if (text == "QVMOTION_MOVEMENT__NOISE1")
+        classified_ = classified_ || line.begins("QVMOTION_MOVEMENT__");
+        ready_ = ready_ || line.is("QVMOTION_RESULT__READY");
+        discarded_ = discarded_ || line.is("QVMOTION_RESULT__READY->UNKNOWN(DUMMY)");
+        unknown_ = unknown_ || line.is("QVMOTION_RESULT__UNKNOWN");
+        if (line.is("QVMOTION_MOVEMENT__NOISE1"))
             current_.reset = reset_cause::scatter;
-        else if (text == "QVMOTION_RESULT__NOISE2")
+        else if (line.is("QVMOTION_RESULT__NOISE2"))
             current_.reset = reset_cause::span;
         return true;
     }
 
     cycle &c = current_;
     begun_ = false;
-    if (!scan(text, "hcal_out %lf %lf %lf, %lf %lf %lf %lf, %lf %lf %lf %lf, %d, %d, %d %d%n", &c.field[0], &c.field[1],
-              &c.field[2], &c.offset[0], &c.offset[1], &c.offset[2], &c.radius, &c.calibrated[0], &c.calibrated[1],
-              &c.calibrated[2], &c.norm, &c.grade, &c.readycnt, &c.movement, &c.result))
+    if (!line.read("hcal_out %f %f %f, %f %f %f %f, %f %f %f %f, %d, %d, %d %d", &c.field[0], &c.field[1], &c.field[2],
+                   &c.offset[0], &c.offset[1], &c.offset[2], &c.radius, &c.calibrated[0], &c.calibrated[1],
+                   &c.calibrated[2], &c.norm, &c.grade, &c.readycnt, &c.movement, &c.result))
         return false;
     // A reset without noise is the grading's: by the lowest raw grade, else by the clear radius.
     if (resets_ > 0 && c.reset == reset_cause::none)

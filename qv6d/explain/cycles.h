@@ -1,6 +1,7 @@
 // The calibration's cycles, read from the library's own debug lines: what went in, what came out, and why.
 #pragma once
 
+#include "library/log_entry.h"
 #include "qv6dalgo.h"
 
 #include <array>
@@ -97,9 +98,9 @@ public:
     {
     }
 
-    // A line of the library, without what the platform's log puts in front of it. `time` is that of the sample that the
-    // line belongs to, where known. False when the line is none of the library's or was cut.
-    bool take(std::string_view line, double time);
+    // `time` is that of the sample that the line belongs to, where known. False when the line is none of the library's
+    // or was cut.
+    bool take(const log_entry &line, double time);
 
     // Hands out the last cycle.
     void finish();
@@ -117,13 +118,13 @@ public:
     }
 
 private:
-    bool take_motion(std::string_view text);
-    bool take_estimate(std::string_view text);
-    bool take_batch_fit(std::string_view text);
-    bool take_recursive_fit(std::string_view text);
-    bool take_stability(std::string_view text);
-    bool take_update(std::string_view text, double time);
-    bool take_grading(std::string_view text);
+    bool take_motion(const log_entry &line);
+    bool take_estimate(const log_entry &line);
+    bool take_batch_fit(const log_entry &line);
+    bool take_recursive_fit(const log_entry &line);
+    bool take_stability(const log_entry &line);
+    bool take_update(const log_entry &line, double time);
+    bool take_grading(const log_entry &line);
     void begin_cycle();
     buffer_outcome outcome() const;
 

@@ -246,7 +246,7 @@ public:
         const int number = report_.line_count;
         std::vector<std::string> said;
         file_.write(physical);
-        set_log_sink([&](std::string_view line) { said.emplace_back(line.substr(line.find("]  ") + 3)); });
+        set_log_sink([&](const log_entry &line) { said.emplace_back(line.said()); });
         const bool ended = load_file_cust(&report_.result, file_.path().c_str()) != 0;
         set_log_sink(nullptr);
 

@@ -35,7 +35,7 @@ std::vector<std::string> lines_of(const std::string &text)
 std::vector<std::string> complaints_about(const std::string &path)
 {
     log_watch watch;
-    set_log_sink([&watch](std::string_view line) { watch.take(line); });
+    set_log_sink([&watch](const log_entry &line) { watch.take(line); });
     qvstorage_cfg cfg = {};
     const int32_t result = load_file_cust(&cfg, path.c_str());
     set_log_sink(nullptr);

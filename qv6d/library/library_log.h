@@ -1,6 +1,8 @@
 // The library's diagnostic lines, taken where the platform's log would be, and what they tell.
 #pragma once
 
+#include "library/log_entry.h"
+
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -10,12 +12,11 @@
 namespace qv6d
 {
 
-// Hands every line to `take` as "[operation-line]  text" without its line feeds, until the next call. Lines before the
-// first call are dropped.
-void set_log_sink(std::function<void(std::string_view)> take);
+// Hands every line to `take` until the next call. Lines before the first call are dropped.
+void set_log_sink(std::function<void(const log_entry &)> take);
 
 // Calls `look` at every line, in front of the sink and whether or not there is one, until the next call.
-void set_log_watch(std::function<void(std::string_view)> look);
+void set_log_watch(std::function<void(const log_entry &)> look);
 
 // What a sink throws is kept from the library's own frames; this throws it.
 void rethrow_sink_failure();
@@ -33,7 +34,7 @@ enum class start_kind
 class log_watch
 {
 public:
-    void take(std::string_view line);
+    void take(const log_entry &line);
 
     std::uint64_t resets() const
     {
@@ -64,7 +65,7 @@ public:
     }
 
 private:
-    void take_complaint(std::string_view text);
+    void take_complaint(std::string_view said);
 
     bool customer_file_left_ = false, customer_file_ended_ = false;
     std::uint64_t resets_ = 0;

@@ -1,6 +1,7 @@
 // A recording through the library, as a sensor service would feed it.
 #pragma once
 
+#include "library/log_entry.h"
 #include "library/service.h"
 #include "recordings/plausibility.h"
 #include "recordings/recording.h"
@@ -31,7 +32,7 @@ struct replay_settings
 // What a caller wants to hear; each may be empty.
 struct replay_listener
 {
-    std::function<void(std::string_view)> on_log; // "[operation-line]  text", in front of the result that they led to
+    std::function<void(const log_entry &)> on_log; // each line in front of the result that it led to
     std::function<void(const event &)> on_event;
     plausibility *input = nullptr;                                       // is told of all that is read
     std::function<void(const event &, const sample_result &)> on_result; // of every mag event used

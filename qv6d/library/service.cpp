@@ -25,7 +25,7 @@ class start_watch
 public:
     start_watch()
     {
-        set_log_watch([this](std::string_view line) { take(line); });
+        set_log_watch([this](const log_entry &line) { take(line); });
     }
 
     ~start_watch()
@@ -42,7 +42,7 @@ public:
     }
 
 private:
-    void take(std::string_view line)
+    void take(const log_entry &line)
     {
         qvenv_cfg &names = qvstorage_object.cfg.env;
         std::strcpy(names.custcfg, QV6D_INIT_CUSTCFG_NAME);
@@ -161,8 +161,7 @@ void service::finish()
     bool complains = false;
     std::error_code ignored;
     std::filesystem::remove(QV6D_INIT_DATBAK_NAME, ignored);
-    set_log_watch([&complains](std::string_view line)
-                  { complains = complains || line.find("[ERR] Connot write") != std::string_view::npos; });
+    set_log_watch([&complains](const log_entry &line) { complains = complains || line.begins("[ERR] Connot write"); });
     qvalgo_term();
     set_log_watch(nullptr);
     qvstorage_bak saved;

@@ -45,7 +45,7 @@ public:
     replay_listener listener()
     {
         replay_listener all;
-        all.on_log = [this](std::string_view line) { watch_.take(line); };
+        all.on_log = [this](const log_entry &line) { watch_.take(line); };
         all.on_event = [this](const event &e) { take(e); };
         all.on_result = [this](const event &e, const sample_result &result)
         {

@@ -18,8 +18,8 @@ bool lean_can_calibrate(const qvhcal_state *state)
            cfg.rbufsize >= 2 && state->amaf.n_order >= 1;
 }
 
-// As push_rawuT, but from the end of rbuf on, so that no sample moves. A full buffer lies as all others have it. Returns
-// the newest.
+// As push_rawuT, but from the end of rbuf on, so that no sample moves. A full buffer lies as all others have it.
+// Returns the newest.
 static const qvcrd_vec3 *push(qvhcal_state *state, const qvcrd_vec3 &field)
 {
     qvcrd_vec3 *newest = state->rbuf + (state->cfg.rbufsize - ++state->rbufcnt);

@@ -61,9 +61,9 @@ private:
         return {n * squares_.x - sum_.x * sum_.x, n * squares_.y - sum_.y * sum_.y, n * squares_.z - sum_.z * sum_.z};
     }
 
-    // In 40 terms, rounding adds less than 1e-13 of the total to these sums, and less than 1e-13 of the largest value to
-    // the mean in qvcrd_get_stdev. For a base of up to 1e5 microtesla the margin is thousands of times as wide as both,
-    // and yet seldom met.
+    // In 40 terms, rounding adds less than 1e-13 of the total to these sums, and less than 1e-13 of the largest value
+    // to the mean in qvcrd_get_stdev. For a base of up to 1e5 microtesla the margin is thousands of times as wide as
+    // both, and yet seldom met.
     side against(double limit, double variance) const
     {
         const double far = std::fabs(base_.x) + std::fabs(base_.y) + std::fabs(base_.z);

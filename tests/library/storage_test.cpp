@@ -268,10 +268,10 @@ TEST_F(CustomerFile, APartOfALineCountsForNothing)
     close(next); // the library's file gets this number
     int cut = 0;
     qv6d::set_log_sink(
-        [&](std::string_view said)
+        [&](const qv6d::log_entry &line)
         {
             dup2(unreadable, next); // the next read fails
-            cut += !said.ends_with(" = /data/one/two");
+            cut += !line.said().ends_with(" = /data/one/two");
         });
     cfg = defaults();
     EXPECT_EQ(-1, load_file_cust(&cfg, path.c_str()));

@@ -34,9 +34,14 @@ TEST(DeviceLog, TakesTheLibrarysLinesInEveryFormat)
 class Cycles : public testing::Test
 {
 protected:
+    bool take(const std::string &line)
+    {
+        return reader.take(qv6d::log_entry(line), 1.5);
+    }
+
     void say(const std::string &operation, const std::string &text)
     {
-        refused += !reader.take(fmt::format("[{:<20}-0001]  {}", operation, text), 1.5);
+        refused += !take(fmt::format("[{:<20}-0001]  {}", operation, text));
     }
 
     qv6d::cycle end(const std::string &counts = "0, 1, 1 17")
@@ -122,7 +127,7 @@ TEST_F(Cycles, CutLinesAreRefusedAndTheNextCycleIsWhole)
 {
     say("qvhcal_update", "QVMOTION_MOVEMENT__MOVING");
     say("qvhcal_update", "hcal_out 1.0 2.0 3.0, 4.0 5.0 6.0 45.0, 7.0 8.0 9");
-    EXPECT_FALSE(reader.take("no line of the library", 0.0));
+    EXPECT_FALSE(take("no line of the library"));
     EXPECT_EQ(1, refused);
     EXPECT_EQ(0u, reader.cycles());
     say("qvhcal_disp_cfg", "-readycnt : 1");

@@ -92,15 +92,71 @@ TEST(RunningStats, LeaveOutWhatIsNotFinite)
     EXPECT_NEAR(2.0, stats.stdev(), 1e-12);
 }
 
-TEST(LogSink, LinesOfEveryLengthArriveWhole)
+// What the library says arrives the same from its call and from the text that a device's log keeps of it.
+TEST(LogEntry, ACallSaysWhatItsTextSays)
 {
-    std::string last;
-    qv6d::set_log_sink([&](std::string_view line) { last = line; });
-    for (const std::size_t length : {511u, 512u, 513u, 2000u})
+    std::string text;
+    const auto check = [&](const qv6d::log_entry &line)
     {
-        const std::string text(length, 'x');
-        __android_log_print(6, "qvalgo", "%s", text.c_str());
-        EXPECT_EQ(text, last);
+        double number = 0;
+        int integer = 0;
+        char letter = 0;
+        EXPECT_TRUE(line.known());
+        EXPECT_EQ("fit", line.operation());
+        EXPECT_EQ("RESULT[O] radius(45.250<   1.500) of 7", line.said());
+        EXPECT_EQ("[fit                 -0012]  RESULT[O] radius(45.250<   1.500) of 7", line.text());
+        EXPECT_TRUE(line.begins("RESULT[") && line.begins("RESULT[O] radius(4") && !line.begins("RESULT[X"));
+        EXPECT_TRUE(line.is(line.said()) && !line.is("RESULT["));
+        EXPECT_FALSE(line.read("RESULT[%c] radius(%f<%d) of %d", &letter, &number, &integer, &integer));
+        EXPECT_FALSE(line.read("RESULT[%c] radius(", &letter));
+        text = line.text();
+    };
+    qv6d::set_log_sink(check);
+    constexpr const char *format = "[%-20s-%04d]  RESULT[%c] radius(%.3f<%8.3f) of %d\n\n";
+    __android_log_print(6, "qvalgo", format, "fit", 12, 'O', 45.25, 1.5, 7);
+    qv6d::rethrow_sink_failure();
+    check(qv6d::log_entry(text));
+
+    for (const std::size_t length : {1u, 511u, 512u, 2000u})
+    {
+        const std::string said(length, 'x');
+        qv6d::set_log_sink(
+            [&](const qv6d::log_entry &line)
+            {
+                EXPECT_TRUE(line.is(said) && line.begins(said) && line.text().ends_with("]  " + said)) << length;
+                text = line.said();
+            });
+        text.clear();
+        __android_log_print(6, "qvalgo", "[%-20s-%04d]  %s\n", "open", 1, said.c_str());
+        EXPECT_EQ(said, text);
+        __android_log_print(6, "qvalgo", "[%-20s-%04d]  %sx\n", "open", 1, said.substr(1).c_str());
     }
     qv6d::set_log_sink(nullptr);
+    EXPECT_FALSE(qv6d::log_entry("no line of the library").known());
+}
+
+TEST(LogEntry, ValuesOfACallAreNotRoundedAndThoseOfATextAreThosePrinted)
+{
+    const auto values = [](const qv6d::log_entry &line, double *a, double *b)
+    {
+        int n = 0;
+        char c = 0;
+        EXPECT_TRUE(line.read("at %f, %f: %d%c", a, b, &n, &c));
+        EXPECT_TRUE(n == -3 && c == 'X');
+    };
+    double a = 0, b = 0;
+    std::string text;
+    qv6d::set_log_sink(
+        [&](const qv6d::log_entry &line)
+        {
+            values(line, &a, &b);
+            text = line.text();
+        });
+    __android_log_print(6, "qvalgo", "[%-20s-%04d]  at %.1f, %f: %d%c\n", "fit", 1, 1.0 / 3, std::nan(""), -3, 'X');
+    qv6d::set_log_sink(nullptr);
+    EXPECT_BITS(1.0 / 3, a);
+    EXPECT_TRUE(std::isnan(b));
+    values(qv6d::log_entry(text), &a, &b);
+    EXPECT_BITS(0.3, a);
+    EXPECT_TRUE(std::isnan(b));
 }
