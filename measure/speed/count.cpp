@@ -1,5 +1,5 @@
-// qv6d_count DIRECTORY CASE PAIRS: passes the first pairs of a recording in the directory to the library, for a profiler
-// that counts instructions. The difference between two numbers of pairs is the library's work alone.
+// qv6d_count DIRECTORY CASE PAIRS: passes the first pairs of a recording in the directory to the library, for a
+// profiler that counts instructions. The difference between two numbers of pairs is the library's work alone.
 
 #include "samples.h"
 
@@ -34,12 +34,9 @@ static constexpr struct
     bool magnet;
     void (*call)(const pair &);
 } CASES[] = {
-    {"pair, tumbling", "tumbling", false, both},
-    {"pair, still", "still", false, both},
-    {"pair, disturbed", "tumbling", true, both},
-    {"calibration, tumbling", "tumbling", false, calibrate},
-    {"orientation, tumbling", "tumbling", false, orient},
-    {"orientation, still", "still", false, orient},
+    {"pair, tumbling", "tumbling", false, both},          {"pair, still", "still", false, both},
+    {"pair, disturbed", "tumbling", true, both},          {"calibration, tumbling", "tumbling", false, calibrate},
+    {"orientation, tumbling", "tumbling", false, orient}, {"orientation, still", "still", false, orient},
 };
 
 int main(int count, char **arguments)
