@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Counts instructions per pair: measure/speed/instructions.sh BUILD [--record]. Each line: case, tab, those of the
-# library, tab, all of them, with the C library's. The first do not depend on the machine, and a rise of more than 3 %
-# above measure/speed/instructions.txt fails; --record writes that file. Fewer are no fault, but worth a new record.
+# Counts instructions per pair: measure/speed/instructions.sh BUILD [--record|--count]. Each line: case, tab, those of
+# the library, tab, all of them, with the C library's. The first do not depend on the machine, and a rise of more than
+# 3 % above measure/speed/instructions.txt fails. --record writes that file, --count compares nothing. Fewer are no
+# fault, but worth a new record.
 set -euo pipefail
 
 build=$(cd "$1" && pwd)
@@ -43,6 +44,7 @@ counted()
 
 counted >table
 cat table
+[ "${2:-}" != --count ] || exit 0
 compiler=$(sed -n 's/^CMAKE_CXX_COMPILER:[A-Z]*=//p' "$build/CMakeCache.txt")
 compiler="# $("$compiler" -dumpmachine), $("$compiler" --version | head -n 1)"
 if [ "${2:-}" = --record ]; then

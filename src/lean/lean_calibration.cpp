@@ -43,13 +43,13 @@ static int32_t classify_movement(qvhcal_state *state, const qvcrd_vec3 *samples,
     if (gyrthr != 0.0)
         return qvmotion_vote(motion, gyrlevel >= 1);
 
-    sums.follow(samples, n);
+    spread_follow(&sums, samples, n);
     if (n < QVMOTION_SAMPLES_MIN)
         return qvmotion_vote(motion, false);
-    const spread::side largest = sums.largest_against(motion->cfg.stdevmax);
-    const spread::side smallest = sums.smallest_against(motion->cfg.stdevmin);
-    if (largest == spread::side::below && smallest != spread::side::unsure) [[likely]]
-        return qvmotion_vote(motion, smallest == spread::side::above);
+    const spread_side largest = spread_largest(sums, motion->cfg.stdevmax);
+    const spread_side smallest = spread_smallest(sums, motion->cfg.stdevmin);
+    if (largest == spread_side::below && smallest != spread_side::unsure) [[likely]]
+        return qvmotion_vote(motion, smallest == spread_side::above);
     return qvmotion_get_movement(motion, samples, n, gyrlevel, gyrthr);
 }
 
@@ -59,11 +59,11 @@ static int32_t grade(qvhcal_state *state, const qvcrd_vec3 &canceled)
     static recent<double, QVMAF_ORDER_MAX> norms;
     qvmaf &window = state->amaf;
     window.n = std::min(window.n + 1, window.n_order);
-    norms.push(norm(canceled));
+    recent_push(&norms, norm(canceled));
 
     double sum = 0.0;
     for (int32_t i = 0; i < window.n; ++i)
-        sum += norms.values()[i];
+        sum += recent_values(norms)[i];
     int32_t unused;
     return qvhcal_grade(state, std::fabs(sum / window.n - state->status.rep_radius), 0.0, &unused);
 }

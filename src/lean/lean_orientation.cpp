@@ -23,7 +23,7 @@ static qvcrd_vec3 filtered(qvmaf *window, const qvcrd_vec3 &acc)
     static running_mean mean;
     const int32_t n = window->n;
     window->n = std::min(n + 1, running_mean::WINDOW);
-    return mean.push(n, acc);
+    return running_mean_push(&mean, n, acc);
 }
 
 void lean_orient(qvstorage *storage, qvalgo_fusion_out *out, const qvcrd_vec3 &acc, const qvcrd_vec3 &field,

@@ -4,22 +4,22 @@
 #include <cstdint>
 
 template <typename T, int32_t N>
-class recent
+struct recent
 {
-public:
-    void push(const T &value)
-    {
-        newest_ = (newest_ == 0 ? N : newest_) - 1;
-        kept_[newest_] = kept_[newest_ + N] = value;
-    }
-
-    // [0] is the newest, [N - 1] the oldest.
-    const T *values() const
-    {
-        return kept_ + newest_;
-    }
-
-private:
-    T kept_[2 * N]; // each value twice, N apart: values() never wraps around
-    int32_t newest_;
+    T kept[2 * N]; // each value twice, N apart: the window from `newest` on never wraps around
+    int32_t newest;
 };
+
+template <typename T, int32_t N>
+void recent_push(recent<T, N> *window, const T &value)
+{
+    window->newest = (window->newest == 0 ? N : window->newest) - 1;
+    window->kept[window->newest] = window->kept[window->newest + N] = value;
+}
+
+// [0] is the newest, [N - 1] the oldest.
+template <typename T, int32_t N>
+const T *recent_values(const recent<T, N> &window)
+{
+    return window.kept + window.newest;
+}

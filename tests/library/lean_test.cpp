@@ -388,7 +388,7 @@ TEST_F(Lean, AgreesWithTheDocumentedOperations)
 TEST(Spread, NeverContradictsTheDeviation)
 {
     source random(1);
-    spread sums;
+    spread sums = {};
     int asked = 0, unsure = 0;
     for (int i = 0; i < 3000; ++i)
     {
@@ -401,20 +401,20 @@ TEST(Spread, NeverContradictsTheDeviation)
         for (int n = random.one_of({1, 12}); n <= 40; ++n)
         {
             const qvcrd_vec3 *newest = buffer + (40 - n);
-            sums.follow(newest, n);
+            spread_follow(&sums, newest, n);
             const qvcrd_vec3 deviation = qvcrd_get_stdev(newest, n);
             const double smallest = std::min({deviation.x, deviation.y, deviation.z});
             for (const double limit : {smallest, std::nextafter(smallest, 1e9), smallest * 0.9, 1.5, -1.0})
             {
-                const spread::side side = sums.smallest_against(limit);
-                ASSERT_TRUE(side == spread::side::unsure || (side == spread::side::above) == (smallest >= limit))
+                const spread_side side = spread_smallest(sums, limit);
+                ASSERT_TRUE(side == spread_side::unsure || (side == spread_side::above) == (smallest >= limit))
                     << i << " " << n << " " << limit;
                 asked += limit == 1.5 && !far;
-                unsure += limit == 1.5 && !far && side == spread::side::unsure;
+                unsure += limit == 1.5 && !far && side == spread_side::unsure;
             }
             const double largest = std::max({deviation.x, deviation.y, deviation.z});
             for (const double limit : {largest, std::nextafter(largest, 0.0), largest * 1.1, 50.0})
-                ASSERT_TRUE(sums.largest_against(limit) != spread::side::below || !(largest > limit))
+                ASSERT_TRUE(spread_largest(sums, limit) != spread_side::below || !(largest > limit))
                     << i << " " << n << " " << limit;
         }
     }
