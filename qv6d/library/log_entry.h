@@ -88,7 +88,7 @@ private:
     bool whole_ = true;            // that is all
     const char *format_ = nullptr; // of a call
     // Of a call: all, and those of what is said. Mutable, because va_copy takes no constant list.
-    mutable va_list arguments_, values_;
+    mutable va_list arguments_ = {}, values_ = {};
     mutable std::string text_; // of a call: empty until it is asked for
 };
 
