@@ -66,8 +66,7 @@ static void transpose(four to[4], const four from[4])
 
 static bool has_nan(const four &v)
 {
-    const auto nan = (v.low != v.low) | (v.high != v.high);
-    return (nan[0] | nan[1]) != 0;
+    return std::isnan(v.low[0]) || std::isnan(v.low[1]) || std::isnan(v.high[0]) || std::isnan(v.high[1]);
 }
 
 // (I - K phi^T) * (P / w²), each element of P divided before the product is formed.

@@ -15,28 +15,23 @@
 namespace
 {
 
-#define OPERATIONS(X)                                                                                                  \
-    X(qvalgo_config_accuracy)                                                                                          \
-    X(qvalgo_config_accthr)                                                                                            \
-    X(qvalgo_config_calibration1)                                                                                      \
-    X(qvalgo_config_calibration2)                                                                                      \
-    X(qvalgo_config_clearradius)                                                                                       \
-    X(qvalgo_config_gyrthr)                                                                                            \
-    X(qvalgo_config_path)                                                                                              \
-    X(qvalgo_config_softiron)                                                                                          \
-    X(qvalgo_init)                                                                                                     \
-    X(qvalgo_notify_data)                                                                                              \
-    X(qvalgo_term)                                                                                                     \
-    X(QVS_doCaliApi)                                                                                                   \
-    X(QVS_caliApiSetAccData)                                                                                           \
-    X(QVS_caliApiSetMagData)                                                                                           \
-    X(QVS_caliApiSetOffset)
-
+// Its operations, and the files that it uses.
 struct library
 {
-#define MEMBER(name) decltype(&::name) name;
-    OPERATIONS(MEMBER)
-#undef MEMBER
+    decltype(&qvalgo_config_accuracy) config_accuracy;
+    decltype(&qvalgo_config_accthr) config_accthr;
+    decltype(&qvalgo_config_calibration1) config_calibration1;
+    decltype(&qvalgo_config_calibration2) config_calibration2;
+    decltype(&qvalgo_config_clearradius) config_clearradius;
+    decltype(&qvalgo_config_gyrthr) config_gyrthr;
+    decltype(&qvalgo_config_path) config_path;
+    decltype(&qvalgo_config_softiron) config_softiron;
+    decltype(&qvalgo_init) init;
+    decltype(&qvalgo_notify_data) notify_data;
+    decltype(&qvalgo_term) term;
+    decltype(&QVS_doCaliApi) doCaliApi;
+    decltype(&QVS_caliApiSetAccData) caliApiSetAccData;
+    decltype(&QVS_caliApiSetMagData) caliApiSetMagData;
     std::string customer, configuration, data; // files
 };
 
@@ -190,15 +185,15 @@ static session draw_session(source &random, bool faults)
 
 static void start(const library &lib, const session &s)
 {
-    lib.qvalgo_config_softiron(s.soft_iron);
-    lib.qvalgo_config_accuracy(s.accuracy, s.policy);
-    lib.qvalgo_config_clearradius(s.clearradius);
-    lib.qvalgo_config_accthr(s.accthr, s.aweight);
-    lib.qvalgo_config_gyrthr(s.gyrthr);
-    lib.qvalgo_config_calibration1(s.motion[0], s.motion[1], s.motion[2], s.motion[3], s.motion[4]);
-    lib.qvalgo_config_calibration2(s.buffer[0], s.buffer[1], s.buffer[2]);
-    lib.qvalgo_config_path(lib.customer.c_str(), lib.configuration.c_str(), lib.data.c_str());
-    EXPECT_EQ(lib.qvalgo_init(), 0);
+    lib.config_softiron(s.soft_iron);
+    lib.config_accuracy(s.accuracy, s.policy);
+    lib.config_clearradius(s.clearradius);
+    lib.config_accthr(s.accthr, s.aweight);
+    lib.config_gyrthr(s.gyrthr);
+    lib.config_calibration1(s.motion[0], s.motion[1], s.motion[2], s.motion[3], s.motion[4]);
+    lib.config_calibration2(s.buffer[0], s.buffer[1], s.buffer[2]);
+    lib.config_path(lib.customer.c_str(), lib.configuration.c_str(), lib.data.c_str());
+    EXPECT_EQ(lib.init(), 0);
 }
 
 // As debug lines do it, without a difference in the files.
@@ -239,26 +234,33 @@ protected:
     {
         handle_ = dlopen(QV6D_SHARED_LIBRARY, RTLD_NOW | RTLD_LOCAL);
         ASSERT_NE(handle_, nullptr) << dlerror();
-#define TAKE(name)                                                                                                     \
-    documented_.name = ::name;                                                                                         \
-    find(#name, &shipped_.name);
-        OPERATIONS(TAKE)
-#undef TAKE
+        take("qvalgo_config_accuracy", &library::config_accuracy, qvalgo_config_accuracy);
+        take("qvalgo_config_accthr", &library::config_accthr, qvalgo_config_accthr);
+        take("qvalgo_config_calibration1", &library::config_calibration1, qvalgo_config_calibration1);
+        take("qvalgo_config_calibration2", &library::config_calibration2, qvalgo_config_calibration2);
+        take("qvalgo_config_clearradius", &library::config_clearradius, qvalgo_config_clearradius);
+        take("qvalgo_config_gyrthr", &library::config_gyrthr, qvalgo_config_gyrthr);
+        take("qvalgo_config_path", &library::config_path, qvalgo_config_path);
+        take("qvalgo_config_softiron", &library::config_softiron, qvalgo_config_softiron);
+        take("qvalgo_init", &library::init, qvalgo_init);
+        take("qvalgo_notify_data", &library::notify_data, qvalgo_notify_data);
+        take("qvalgo_term", &library::term, qvalgo_term);
+        take("QVS_doCaliApi", &library::doCaliApi, QVS_doCaliApi);
+        take("QVS_caliApiSetAccData", &library::caliApiSetAccData, QVS_caliApiSetAccData);
+        take("QVS_caliApiSetMagData", &library::caliApiSetMagData, QVS_caliApiSetMagData);
         shipped_.customer = documented_.customer = folder_ / "customer";
         shipped_.configuration = folder_ / "1.cfg", shipped_.data = folder_ / "1.dat";
         documented_.configuration = folder_ / "2.cfg", documented_.data = folder_ / "2.dat";
-#define COMPARED(name, unit) add(#name, &::name, sizeof ::name, unit);
-        COMPARED(accel, 8)
-        COMPARED(mag, 8)
-        COMPARED(algo_out_hcal, 8)
-        COMPARED(algo_out_fusion, 8)
-        COMPARED(qvGravity, 4)
-        COMPARED(qvRotationVector, 4)
-        COMPARED(qvOrientation, 4)
-        COMPARED(qvLinearaccel, 4)
-        COMPARED(qvGeoMagnetic, 4)
-        COMPARED(qvVirtualGyro, 4)
-#undef COMPARED
+        compare("accel", &accel, sizeof(double));
+        compare("mag", &mag, sizeof(double));
+        compare("algo_out_hcal", &algo_out_hcal, sizeof(double));
+        compare("algo_out_fusion", &algo_out_fusion, sizeof(double));
+        compare("qvGravity", &qvGravity, sizeof(float));
+        compare("qvRotationVector", &qvRotationVector, sizeof(float));
+        compare("qvOrientation", &qvOrientation, sizeof(float));
+        compare("qvLinearaccel", &qvLinearaccel, sizeof(float));
+        compare("qvGeoMagnetic", &qvGeoMagnetic, sizeof(float));
+        compare("qvVirtualGyro", &qvVirtualGyro, sizeof(float));
         // The shipped library calls its own log, which writes to standard error.
         stderr_ = dup(STDERR_FILENO);
         const int log = open((folder_ / "log").c_str(), O_RDWR | O_CREAT | O_APPEND, 0600);
@@ -280,17 +282,19 @@ protected:
     }
 
     template <typename Function>
-    void find(const char *name, Function *function)
+    void take(const char *name, Function library::*operation, Function own)
     {
-        *function = reinterpret_cast<Function>(dlsym(handle_, name));
-        ASSERT_NE(*function, nullptr) << name;
+        documented_.*operation = own;
+        shipped_.*operation = reinterpret_cast<Function>(dlsym(handle_, name));
+        ASSERT_NE(shipped_.*operation, nullptr) << name;
     }
 
-    void add(const char *name, const void *own, std::size_t size, std::size_t unit)
+    template <typename Variable>
+    void compare(const char *name, const Variable *own, std::size_t unit)
     {
         const void *theirs = dlsym(handle_, name);
         ASSERT_NE(theirs, nullptr) << name;
-        exported_.push_back({name, theirs, own, size, unit});
+        exported_.push_back({name, theirs, own, sizeof *own, unit});
     }
 
     testing::AssertionResult agree() const
@@ -315,13 +319,13 @@ protected:
         auto ours = dirty<qvs_calibration>(), theirs = ours;
         for (const auto &[lib, result] : {std::pair(&shipped_, &theirs), std::pair(&documented_, &ours)})
         {
-            lib->qvalgo_notify_data(QV6D_SENSOR_GYROSCOPE, r.rates.data(), 0.0);
+            lib->notify_data(QV6D_SENSOR_GYROSCOPE, r.rates.data(), 0.0);
             if (left_out != 0)
-                lib->QVS_doCaliApi(&r.field, result);
+                lib->doCaliApi(&r.field, result);
             if (left_out != 1)
-                lib->QVS_caliApiSetAccData(&r.acc);
+                lib->caliApiSetAccData(&r.acc);
             if (left_out != 2)
-                lib->QVS_caliApiSetMagData(&r.field);
+                lib->caliApiSetMagData(&r.field);
         }
         if (!same_numbers(&ours, &theirs, sizeof ours, sizeof(float)))
             return testing::AssertionFailure() << "the result of QVS_doCaliApi";
@@ -368,8 +372,8 @@ TEST_F(Lean, AgreesWithTheDocumentedOperations)
             take_logs(); // which show the names of the files
             for (std::size_t i = 0; i < s.samples.size(); ++i)
                 ASSERT_TRUE(feed(s.samples[i], random)) << "seed " << seed << ", " << starts << ", sample " << i;
-            shipped_.qvalgo_term();
-            documented_.qvalgo_term();
+            shipped_.term();
+            documented_.term();
             if (!faults)
             {
                 ASSERT_EQ(read_file(shipped_.data), read_file(documented_.data)) << "seed " << seed << ", " << starts;
