@@ -73,7 +73,7 @@ extern "C" int __android_log_print(int, const char *, const char *fmt, ...)
     va_start(arguments, fmt);
     try
     {
-        const qv6d::log_entry line(fmt, arguments);
+        const qv6d::log_entry line(fmt, &arguments);
         if (watch)
             watch(line);
         if (sink)

@@ -20,39 +20,40 @@ static void remove_line_feeds(std::string *text)
 }
 
 // The format comes from the library's own lines.
-static std::string printed(const char *format, va_list arguments)
+static std::string printed(const char *format, va_list *arguments)
 {
     char line[512];
     va_list again;
-    va_copy(again, arguments);
+    va_copy(again, *arguments);
     const int length = std::vsnprintf(line, sizeof line, format, again);
     va_end(again);
     if (length < static_cast<int>(sizeof line))
         return length < 0 ? std::string() : std::string(line, static_cast<std::size_t>(length));
     std::string text(static_cast<std::size_t>(length) + 1, '\0');
-    va_copy(again, arguments);
+    va_copy(again, *arguments);
     std::vsnprintf(text.data(), text.size(), format, again);
     va_end(again);
     text.pop_back();
     return text;
 }
 
-log_entry::log_entry(const char *format, va_list arguments) : format_(format)
+log_entry::log_entry(const char *format, va_list *arguments) : format_(format), arguments_(arguments)
 {
-    va_copy(arguments_, arguments);
-    va_copy(values_, arguments);
     if (!std::string_view(format).starts_with(HEAD))
         return;
-    operation_ = va_arg(values_, const char *);
-    static_cast<void>(va_arg(values_, int)); // the line
     format += HEAD.size();
-    if (std::string_view(format) == "%s\n")
-    {
-        lead_ = va_arg(values_, const char *);
-        return;
-    }
     lead_ = std::string_view(format, std::strcspn(format, "%\n"));
     whole_ = format[lead_.size()] != '%';
+    va_list all;
+    va_copy(all, *arguments);
+    operation_ = va_arg(all, const char *);
+    static_cast<void>(va_arg(all, int)); // the line
+    if (std::string_view(format) == "%s\n")
+    {
+        lead_ = va_arg(all, const char *);
+        whole_ = true;
+    }
+    va_end(all);
 }
 
 log_entry::log_entry(std::string_view text) : text_(text)
@@ -63,15 +64,6 @@ log_entry::log_entry(std::string_view text) : text_(text)
     operation_ = text.substr(1, close - 1);
     operation_ = operation_.substr(0, operation_.find_first_of(" -"));
     lead_ = text.substr(close + 3);
-}
-
-log_entry::~log_entry()
-{
-    if (format_ != nullptr)
-    {
-        va_end(arguments_);
-        va_end(values_);
-    }
 }
 
 std::string_view log_entry::text() const
@@ -102,7 +94,9 @@ bool log_entry::is(std::string_view words) const
 bool log_entry::take_values(std::string_view pattern, std::span<const place> places) const
 {
     va_list values;
-    va_copy(values, values_);
+    va_copy(values, *arguments_);
+    static_cast<void>(va_arg(values, const char *)); // the operation
+    static_cast<void>(va_arg(values, int));          // the line
     const char *format = format_ + HEAD.size();
     std::size_t taken = 0;
     bool same = true;

@@ -14,13 +14,12 @@ namespace qv6d
 class log_entry
 {
 public:
-    // A call as the library makes it. The format lives as long as the program, the arguments as long as this.
-    log_entry(const char *format, va_list arguments);
+    // A call as the library makes it. Format and arguments live as long as this.
+    log_entry(const char *format, va_list *arguments);
 
     // "[operation-line]  text" without line feeds at its end. The text lives as long as this.
     explicit log_entry(std::string_view text);
 
-    ~log_entry();
     log_entry(const log_entry &) = delete;
     log_entry &operator=(const log_entry &) = delete;
 
@@ -87,9 +86,8 @@ private:
     std::string_view lead_;        // what is said before the first value
     bool whole_ = true;            // that is all
     const char *format_ = nullptr; // of a call
-    // Of a call: all, and those of what is said. Mutable, because va_copy takes no constant list.
-    mutable va_list arguments_ = {}, values_ = {};
-    mutable std::string text_; // of a call: empty until it is asked for
+    va_list *arguments_ = nullptr; // of a call
+    mutable std::string text_;     // of a call: empty until it is asked for
 };
 
 } // namespace qv6d

@@ -62,9 +62,9 @@ static void log_outputs(const qvfusion_data &d)
 void qvalgo_update_fusion(qvalgo_fusion_out *out, qvcrd_vec3 acc, qvcrd_vec3 field, double time)
 {
     qvstorage *storage = &qvstorage_object;
-    if (lean_can_orient(storage))
+    if (lean_can_orient(&storage->env))
     {
-        lean_orient(storage, out, acc, field, time);
+        lean_orient(&storage->env, &storage->fusion, out, acc, field, time);
         return;
     }
 

@@ -6,7 +6,7 @@
 // Takes over the class of movement; noise clears the calibration.
 void qvhcal_take_movement(qvhcal_state *state, int32_t movement);
 
-// The part of a cycle from the full buffer on: returns 0 when an offset was validated.
+// Evaluates the buffer if it is full. Returns 0 when an offset was validated, otherwise -1.
 int32_t qvhcal_evaluate(qvhcal_state *state);
 
 // Removes the offset from the field and smooths what is left.

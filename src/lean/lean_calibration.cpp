@@ -9,8 +9,9 @@
 #include <cmath>
 #include <cstring>
 
-// Debug lines show the deviations, the polar angle and both averages, and one policy looks at the angle. Otherwise a
-// deviation only decides on which side of its limits it lies, and the angle nothing.
+// Debug lines show the deviations, the polar angle and both averages; one policy looks at the angle. Where neither is
+// on, the angle decides nothing, and of a deviation only the side of its limits counts. A buffer of one sample stays
+// full and would be filled in front of its beginning; without a window there is no average.
 bool lean_can_calibrate(const qvhcal_state *state)
 {
     const qvhcal_cfg &cfg = state->cfg;
@@ -18,8 +19,8 @@ bool lean_can_calibrate(const qvhcal_state *state)
            cfg.rbufsize >= 2 && state->amaf.n_order >= 1;
 }
 
-// As push_rawuT, but from the end of rbuf on, so that no sample moves. A full buffer lies as all others have it.
-// Returns the newest.
+// As push_rawuT, but from the end of rbuf on, so that no sample moves. A full buffer begins at rbuf[0], as there.
+// Returns the newest sample.
 static const qvcrd_vec3 *push(qvhcal_state *state, const qvcrd_vec3 &field)
 {
     qvcrd_vec3 *newest = state->rbuf + (state->cfg.rbufsize - ++state->rbufcnt);

@@ -10,12 +10,12 @@
 static constexpr qvcrd_quat RESET = {-1.0, 0.0, 0.0, 0.0};
 
 // The mean of such quaternions is one of them, and stays so where -1 blended with -1 is -1. Debug lines apart, nobody
-// then sees the filter, the blending, or the level of the acceleration that switches it on.
-bool lean_can_orient(const qvstorage *storage)
+// then sees the filter, the blending, or the level of the acceleration that switches it on. Before the first
+// initialisation the filter has no components, and its mean is another.
+bool lean_can_orient(const qvenv_state *env)
 {
-    const qvenv_state &env = storage->env;
-    const double kept = env.cfg.aweight;
-    return env.cfg.endbg == 0 && env.quat.n_item == 4 && (1.0 - kept) * RESET.w + kept * RESET.w == RESET.w;
+    const double kept = env->cfg.aweight;
+    return env->cfg.endbg == 0 && env->quat.n_item == 4 && (1.0 - kept) * RESET.w + kept * RESET.w == RESET.w;
 }
 
 static qvcrd_vec3 filtered(qvmaf *window, const qvcrd_vec3 &acc)
@@ -26,12 +26,12 @@ static qvcrd_vec3 filtered(qvmaf *window, const qvcrd_vec3 &acc)
     return running_mean_push(&mean, n, acc);
 }
 
-void lean_orient(qvstorage *storage, qvalgo_fusion_out *out, const qvcrd_vec3 &acc, const qvcrd_vec3 &field,
-                 double time)
+void lean_orient(qvenv_state *env, qvfusion_state *fusion, qvalgo_fusion_out *out, const qvcrd_vec3 &acc,
+                 const qvcrd_vec3 &field, double time)
 {
-    const qvcrd_vec3 mean = filtered(&storage->env.acc, acc);
-    blend_inclination(&storage->fusion, mean, field);
-    qvfusion_update(&storage->fusion, time, mean, field);
+    const qvcrd_vec3 mean = filtered(&env->acc, acc);
+    blend_inclination(fusion, mean, field);
+    qvfusion_update(fusion, time, mean, field);
 
     out->valid = 1;
     std::memcpy(out->quat, &RESET, sizeof out->quat);

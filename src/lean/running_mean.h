@@ -18,7 +18,9 @@ struct running_mean
 
     recent<qvcrd_vec3, WINDOW> samples;
     qvcrd_vec3 sum;
-    int32_t inexact; // pushes until only exact sums are left; one more than the window, to begin with a whole one
+    // Pushes for which the window is summed. The last of them is the one with which the inexact sample leaves: the sum
+    // that goes on from there has none in it.
+    int32_t inexact;
 };
 
 // Whether it is a multiple of 2^-42 up to 128. Sixteen of them have a sum of at most 2^11, which takes 53 bits.
@@ -33,7 +35,7 @@ inline bool sums_exactly(const qvcrd_vec3 &v)
     return sums_exactly(v.x) && sums_exactly(v.y) && sums_exactly(v.z);
 }
 
-// As qvmaf_run of a filter with this window that holds `n` samples; 0 begins anew.
+// As qvmaf_run of a filter with this window that holds `n` samples; 0 begins again.
 inline qvcrd_vec3 running_mean_push(running_mean *mean, int32_t n, const qvcrd_vec3 &sample)
 {
     const qvcrd_vec3 oldest = recent_values(mean->samples)[running_mean::WINDOW - 1];
