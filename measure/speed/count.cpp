@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <iterator>
 #include <string>
 
 using bench::pair;
@@ -24,8 +25,8 @@ static void orient(const pair &p)
 
 static void both(const pair &p)
 {
-    calibrate(p);
-    orient(p);
+    qvs_calibration result;
+    bench::step(p, &result);
 }
 
 static constexpr struct
@@ -39,29 +40,31 @@ static constexpr struct
     {"orientation, tumbling", "tumbling", false, orient}, {"orientation, still", "still", false, orient},
 };
 
+// False where there is no such case.
+static bool run(const std::string &directory, const std::string &name, std::size_t count)
+{
+    const auto chosen = std::find_if(std::begin(CASES), std::end(CASES), [&](const auto &c) { return name == c.name; });
+    if (chosen == std::end(CASES) || std::freopen("/dev/null", "w", stderr) == nullptr)
+        return false;
+    std::vector<pair> pairs = bench::load(directory + "/" + chosen->recording + ".csv");
+    if (chosen->magnet)
+        pairs = bench::disturbed(pairs);
+    pairs.resize(std::min(pairs.size(), count));
+    bench::restart();
+    std::for_each(pairs.begin(), pairs.end(), chosen->call);
+    return true;
+}
+
 int main(int count, char **arguments)
 {
-    const std::string directory = count > 1 ? arguments[1] : "", name = count > 2 ? arguments[2] : "";
-    if (name == "--list")
-        for (const auto &c : CASES)
-            std::puts(c.name);
-    for (const auto &c : CASES)
+    if (count == 4)
+        return run(arguments[1], arguments[2], std::strtoul(arguments[3], nullptr, 10)) ? 0 : 1;
+    if (count != 2 || std::string(arguments[1]) != "--list")
     {
-        if (count != 4 || name != c.name)
-            continue;
-        if (std::freopen("/dev/null", "w", stderr) == nullptr) // the library's lines
-            return 1;
-        std::vector<pair> pairs = bench::load(directory + "/" + c.recording + ".csv");
-        if (c.magnet)
-            pairs = bench::disturbed(pairs);
-        pairs.resize(std::min<std::size_t>(pairs.size(), std::strtoul(arguments[3], nullptr, 10)));
-        bench::restart();
-        for (const pair &p : pairs)
-            c.call(p);
-        return 0;
+        std::fputs("usage: qv6d_count --list\n       qv6d_count DIRECTORY CASE PAIRS\n", stderr);
+        return 2;
     }
-    if (name == "--list")
-        return 0;
-    std::fputs("usage: qv6d_count DIRECTORY --list\n       qv6d_count DIRECTORY CASE PAIRS\n", stderr);
-    return 2;
+    for (const auto &c : CASES)
+        std::puts(c.name);
+    return 0;
 }

@@ -32,7 +32,7 @@ own()
 counted()
 {
     local name pairs
-    "$count" . --list | while read -r name; do
+    "$count" --list | while read -r name; do
         for pairs in 1000 6000; do
             valgrind --tool=callgrind --callgrind-out-file=counts --log-file=log "$count" . "$name" $pairs ||
                 { cat log >&2 && exit 1; }
