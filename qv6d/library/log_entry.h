@@ -87,7 +87,7 @@ private:
     bool whole_ = true;            // that is all
     const char *format_ = nullptr; // of a call
     va_list *arguments_ = nullptr; // of a call
-    mutable std::string text_;     // of a call: empty until it is asked for
+    mutable std::string text_;     // that of a call is empty until it is asked for
 };
 
 } // namespace qv6d
